@@ -1,0 +1,35 @@
+# The commands that people type; CMake does the work. `make demo` and `make test` install what they
+# need on a Debian machine.
+
+PRESET ?= release
+
+.PHONY: all build demo test format lint clean
+
+all: build
+
+build:
+	@scripts/install-deps build
+	@cmake --preset $(PRESET) -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@nice cmake --build --preset $(PRESET)
+
+# Four switches on this machine: see a tree form, lose a link, lose a switch, and heal.
+demo:
+	@scripts/install-deps demo
+	@cmake --preset release -B build/demo -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build/demo -j2
+	@scripts/demo build/demo
+
+test:
+	@scripts/install-deps test
+	@scripts/test
+
+format:
+	@scripts/install-deps lint
+	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
+
+lint:
+	@scripts/install-deps test lint
+	@scripts/lint
+
+clean:
+	rm -rf build

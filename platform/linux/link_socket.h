@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+/// The link socket if translated messages wait for the daemon although the socket itself may have
+/// none, else -1.
+int32_t linkSocketPending();
+
+} // namespace platform

@@ -1,0 +1,109 @@
+// A netlink datagram is a row of messages: a 16-byte header that begins with the message's length,
+// then a body. A link message's body is an ifinfomsg and a row of attributes, each a 4-byte header
+// with length and type, then the value. Messages and attributes start on multiples of 4.
+
+#include "netlink.h"
+
+#include <linux/if.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr uint32_t kAlignment = 4;
+
+uint32_t aligned(uint32_t length) {
+    return (length + kAlignment - 1) & ~(kAlignment - 1);
+}
+
+void skip(platform::Bytes* rest, uint32_t length) {
+    const uint32_t step = std::min(length, rest->length);
+    rest->data += step;
+    rest->length -= step;
+}
+
+void readLinkAttribute(uint16_t type, const platform::Bytes& value, platform::LinkInfo* link) {
+    if (type == IFLA_OPERSTATE && value.length >= 1) {
+        link->operState = value.data[0];
+    }
+    if (type == IFLA_ADDRESS && value.length == platform::LINK_ADDRESS_SIZE) {
+        memcpy(link->address, value.data, platform::LINK_ADDRESS_SIZE);
+        link->hasAddress = true;
+    }
+}
+
+} // namespace
+
+namespace platform {
+
+nlmsghdr messageHeader(const Bytes& message) {
+    nlmsghdr header;
+    memcpy(&header, message.data, sizeof header);
+    return header;
+}
+
+bool nextMessage(Bytes* rest, Bytes* message) {
+    if (rest->length < NLMSG_HDRLEN) {
+        return false;
+    }
+    const uint32_t length = messageHeader(*rest).nlmsg_len;
+    if (length < NLMSG_HDRLEN || length > rest->length) {
+        return false;
+    }
+    *message = {rest->data, length};
+    skip(rest, aligned(length));
+    return true;
+}
+
+bool nextAttribute(Bytes* rest, uint16_t* type, Bytes* value) {
+    rtattr header;
+    if (rest->length < sizeof header) {
+        return false;
+    }
+    memcpy(&header, rest->data, sizeof header);
+    if (header.rta_len < sizeof header || header.rta_len > rest->length) {
+        return false;
+    }
+    *type = header.rta_type & NLA_TYPE_MASK;
+    *value = {rest->data + sizeof header, header.rta_len - static_cast<uint32_t>(sizeof header)};
+    skip(rest, aligned(header.rta_len));
+    return true;
+}
+
+bool readLink(const Bytes& message, LinkInfo* link) {
+    ifinfomsg body;
+    if (message.length < NLMSG_HDRLEN + sizeof body) {
+        return false;
+    }
+    memcpy(&body, message.data + NLMSG_HDRLEN, sizeof body);
+    if (body.ifi_index <= 0) {
+        return false;
+    }
+    *link = {};
+    link->family = body.ifi_family;
+    link->ifindex = static_cast<uint32_t>(body.ifi_index);
+    link->type = body.ifi_type;
+    link->flags = body.ifi_flags;
+    link->operState = -1;
+
+    Bytes rest = message;
+    skip(&rest, aligned(NLMSG_HDRLEN + sizeof body));
+    uint16_t type;
+    Bytes value;
+    while (nextAttribute(&rest, &type, &value)) {
+        readLinkAttribute(type, value, link);
+    }
+    return true;
+}
+
+bool linkIsUp(const LinkInfo& link) {
+    constexpr uint32_t kRunning = IFF_UP | IFF_RUNNING;
+    if (link.operState == IF_OPER_UNKNOWN) {
+        return (link.flags & kRunning) == kRunning;
+    }
+    return link.operState == IF_OPER_UP && (link.flags & IFF_UP) != 0;
+}
+
+} // namespace platform

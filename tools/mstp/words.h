@@ -1,0 +1,30 @@
+#pragma once
+
+/// Numbers and the words that people use for them.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+std::string roleWord(uint32_t role);
+std::string stateWord(uint32_t state);
+std::string versionWord(uint32_t version);
+
+/// "32768.0011-2233-4455": priority with the instance, then the MAC address.
+std::string bridgeIdWord(const std::vector<uint8_t>& id);
+
+/// "128.3": priority, then port number; "-" for none.
+std::string portIdWord(const std::vector<uint8_t>& id);
+
+std::string macWord(const std::vector<uint8_t>& mac);
+std::string hexWord(const std::vector<uint8_t>& bytes);
+
+/// "1-9,20" of a VLAN list; "none" of an empty one.
+std::string vlanWord(const std::vector<uint8_t>& list);
+
+/// A VLAN list of 512 bytes from "1-9,20". @return none if it is malformed or leaves 1..4094
+std::optional<std::vector<uint8_t>> parseVlans(const std::string& text);
+
+/// A decimal number, or one with 0x before it. @return none for anything else
+std::optional<uint32_t> parseNumber(const std::string& text);
