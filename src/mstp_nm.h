@@ -62,7 +62,7 @@ bool mstpPortIsOctets(uint32_t attribute);
 bool mstpXstIsOctets(uint32_t attribute);
 bool mstpXstPortIsOctets(uint32_t attribute);
 
-/// -1 while the daemon changes its mode or rebuilds its VLAN map, else 0.
+/// -1 while the daemon rebuilds its VLAN map and serves no request, else 0.
 int32_t mstpGetBusyErrno();
 
 /// Walks over bridge 1 in ascending order of the keys. Get-next finds the first key after the given

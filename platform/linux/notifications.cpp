@@ -21,7 +21,7 @@ const char* stateName(uint32_t state) {
 
 int32_t sendStpNewRootTrap(uint32_t xstId, const uint8_t* rootId) {
     syslog(kPriority,
-           "event=new-root bridge=%s instance=%u root=%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x",
+           "event=new-root bridge=%s instance=%u old-root=%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x",
            platform::bridgeName(), xstId, rootId[0], rootId[1], rootId[2], rootId[3], rootId[4],
            rootId[5], rootId[6], rootId[7]);
     return 0;

@@ -30,7 +30,8 @@ int32_t kelScalarGetApi(uint32_t index, uint32_t attribute, void* value);
 int32_t kelVlanGetApi(uint32_t vlan, uint32_t attribute, void* value);
 
 /// Offer a management change; @p value is a uint32_t* or, with KEL_SYNC_OCTETS in @p flag, an
-/// octetstring*. @return 0 to accept, anything else to refuse: passed back to management as it is
+/// octetstring*, and may be null where the change needs none. @return 0 to accept, anything else to
+/// refuse: passed back to management as it is
 int32_t kelHwScalarSync(uint32_t index, uint32_t attribute, void* value, uint32_t flag);
 int32_t kelHwIfSync(uint32_t unit, uint32_t attribute, void* value, uint32_t flag);
 int32_t kelHwMstpXstSync(uint32_t xstId, uint32_t attribute, void* value, uint32_t flag);

@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-/// This bridge follows another root in instance @p xstId. @p rootId is its 8-byte identifier.
+/// This bridge is about to follow another root in instance @p xstId. @p rootId is the 8-byte
+/// identifier of the root that the instance has had until now.
 int32_t sendStpNewRootTrap(uint32_t xstId, const uint8_t* rootId);
 
 /// Interface @p unit became the root port of instance @p xstId.
