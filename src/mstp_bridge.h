@@ -49,7 +49,8 @@ void mstpBridgePortDoNothing();
 
 /// Recomputes cfgIdDigest from the instances' VLAN lists (13.7): HMAC-MD5 of 4096 entries of 16
 /// bits, big-endian, entry v holding the instance of VLAN v. A VLAN in two lists counts for the
-/// higher instance. Costly (8 KiB are hashed), so it is called at initialisation and reset only.
+/// higher instance. Costly (8 KiB are hashed), so it is called where the map
+/// has changed for good: start-up, initialisation, reset and the end of a management request.
 void mstpBridgeDigest(tMstpBridge* bridge);
 
 /// Deletes all instances, and with them all ports, adds those of fastXsts and deals the VLANs of
