@@ -2,8 +2,9 @@
 # need on a Debian machine.
 
 PRESET ?= release
+BENCH_FILTER ?= .
 
-.PHONY: all build demo test format lint clean
+.PHONY: all build demo test bench format lint clean
 
 all: build
 
@@ -22,6 +23,12 @@ demo:
 test:
 	@scripts/install-deps test
 	@scripts/test
+
+bench:
+	@scripts/install-deps bench
+	@cmake --preset release -B build/bench -DMSTP_BUILD_TESTS=OFF -DMSTP_BUILD_BENCH=ON >/dev/null
+	@cmake --build build/bench -j2 --target mstp-bench
+	@build/bench/bench/mstp-bench --benchmark_filter='$(BENCH_FILTER)'
 
 format:
 	@scripts/install-deps lint
