@@ -4,16 +4,15 @@
 // Exit codes: 0 done, 1 refused (the reason is on stderr), 2 wrong command line, 3 no daemon.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 
+#include "apply.h"
 #include "daemon.h"
+#include "help.h"
 #include "model.h"
-#include "mstp/enums.h"
-#include "mstp/management.h"
-#include "settings.h"
 #include "show.h"
 #include "watch.h"
-#include "words.h"
 
 namespace {
 
@@ -23,23 +22,10 @@ struct Arguments {
     std::string runFolder = Daemon::defaultRunFolder();
     std::string what;
     std::string interface;
-    uint32_t instance = 0;
     std::vector<std::string> words;
     bool json = false;
     WatchOptions watch;
 };
-
-uint32_t unitOf(const std::string& interface) {
-    uint32_t unit = interfaceUnit(interface);
-    if (unit == 0) {
-        // An interface that is gone can still be named by its number.
-        unit = parseNumber(interface).value_or(0);
-    }
-    if (unit == 0) {
-        throw Refused("there is no interface \"" + interface + "\" here");
-    }
-    return unit;
-}
 
 void show(const Daemon& daemon, const Arguments& arguments) {
     const Snapshot snapshot = readSnapshot(daemon);
@@ -65,74 +51,27 @@ void show(const Daemon& daemon, const Arguments& arguments) {
     }
 }
 
-void enablePort(const Daemon& daemon, const std::string& interface, bool enable) {
-    const uint32_t unit = unitOf(interface);
-    const Reply reply = daemon.setNumber(MSTP_PORT_SETAPI, {unit}, MSTP_PORT_ADMINNONSTP,
-                                         enable ? MSTP_FALSE : MSTP_TRUE);
-    expectServed(reply, (enable ? "adding port " : "removing port ") + interface);
-}
-
-void createInstance(const Daemon& daemon, uint32_t instance, bool create) {
-    const Reply reply = daemon.setNumber(MSTP_XST_SETAPI, {instance}, MSTP_XST_ROWSTATUS,
-                                         create ? MSTP_CREATEANDGO : MSTP_DESTORY);
-    expectServed(reply,
-                 (create ? "creating instance " : "removing instance ") + std::to_string(instance));
-}
-
-[[noreturn]] void refuseForm() {
-    throw CLI::ValidationError(
-        "set", "the forms are: bridge NAME VALUE, region NAME VALUE, port IFACE NAME VALUE, "
-               "instance N NAME VALUE, instance N port IFACE NAME VALUE; \"mstp set --help\" lists "
-               "the names");
-}
-
-// set instance N NAME VALUE, set instance N port IFACE NAME VALUE.
-void setInstance(const Daemon& daemon, const std::vector<std::string>& words) {
-    const std::optional<uint32_t> number = parseNumber(words[1]);
-    if (!number.has_value()) {
-        refuseForm();
+void checkTimes(const Daemon& daemon, const Command& command) {
+    if (!BridgeTimes().take(command)) {
+        return;
     }
-    const uint32_t instance = number.value();
-    if (words.size() == 6) {
-        if (words[2] != "port") {
-            refuseForm();
-        }
-        applySetting(daemon, Object::InstancePort, {instance, unitOf(words[3])}, words[4],
-                     words[5]);
-    } else if (words[2] == "vlans") {
-        applyVlans(daemon, instance, words[3]);
-    } else {
-        applySetting(daemon, Object::Instance, {instance}, words[2], words[3]);
+    BridgeTimes times = BridgeTimes::read(daemon);
+    times.take(command);
+    const std::string rule = times.brokenRule();
+    if (!rule.empty()) {
+        throw Refused(commandWords(command) + ": " + rule + "; change another of the times first");
     }
 }
 
-// set bridge|region NAME VALUE, set port IFACE NAME VALUE, and those above.
-void set(const Daemon& daemon, const Arguments& arguments) {
-    const std::vector<std::string>& words = arguments.words;
-    const std::string object = words.empty() ? "" : words[0];
-    if (object == "bridge" && words.size() == 3) {
-        applySetting(daemon, Object::Bridge, {}, words[1], words[2]);
-    } else if (object == "region" && words.size() == 3) {
-        applySetting(daemon, Object::Region, {}, words[1], words[2]);
-    } else if (object == "port" && words.size() == 4) {
-        applySetting(daemon, Object::Port, {unitOf(words[1])}, words[2], words[3]);
-    } else if (object == "instance" && (words.size() == 4 || words.size() == 6)) {
-        setInstance(daemon, words);
-    } else {
-        refuseForm();
-    }
-}
-
-std::string setHelp() {
-    return "bridge NAME VALUE\n" + settingsHelp(Object::Bridge) + "region NAME VALUE\n" +
-           settingsHelp(Object::Region) + "port IFACE NAME VALUE\n" + settingsHelp(Object::Port) +
-           "instance N NAME VALUE\n" + settingsHelp(Object::Instance) +
-           "  vlans                   [+|-]LIST                     VLANs like 10-19,100: + adds, "
-           "- "
-           "removes,\n"
-           "                                                        neither makes it these\n"
-           "instance N port IFACE NAME VALUE\n" +
-           settingsHelp(Object::InstancePort);
+// The path of a command from a command line.
+void applyWords(const Daemon& daemon, const std::vector<std::string>& words) {
+    const Command command = parseCommand(words);
+    checkInterface(command);
+    checkTimes(daemon, command);
+    Pacer pacer;
+    pacer.before(Pacer::workOf(command));
+    applyCommand(daemon, command);
+    pacer.end();
 }
 
 void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
@@ -146,38 +85,23 @@ void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
     command->callback([&] { show(daemon, arguments); });
 }
 
-void addPort(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
-    CLI::App* command = app.add_subcommand("port", "add or remove a port of the bridge");
-    command->require_subcommand(1);
-    for (const bool enable : {true, false}) {
-        CLI::App* action = command->add_subcommand(
-            enable ? "add" : "del", enable ? "make an interface a port" : "take it out again");
-        action->add_option("interface", arguments.interface, "name of the interface")->required();
-        action->callback([&, enable] { enablePort(daemon, arguments.interface, enable); });
-    }
-}
-
-void addInstance(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
-    CLI::App* command = app.add_subcommand("instance", "create or remove a spanning tree instance");
-    command->require_subcommand(1);
-    for (const bool create : {true, false}) {
-        CLI::App* action = command->add_subcommand(create ? "add" : "del",
-                                                   create ? "create an instance; 0 is the CIST"
-                                                          : "remove an instance");
-        action->add_option("instance", arguments.instance, "its number")
-            ->required()
-            ->check(CLI::Range(0, 4094));
-        action->callback([&, create] { createInstance(daemon, arguments.instance, create); });
-    }
-}
-
-void addSet(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
-    CLI::App* command = app.add_subcommand("set", "change a setting");
+// A command whose words are its own: the same parser reads them from a file.
+void addConfiguring(CLI::App& app, Arguments& arguments, const Daemon& daemon,
+                    const CommandHelp& help) {
+    CLI::App* command = app.add_subcommand(help.name, help.summary);
     command->prefix_command();
-    command->footer(setHelp());
+    command->formatter_fn([help](const CLI::App*, const std::string&, CLI::AppFormatMode) {
+        return "mstp " + help.name + ": " + help.summary + "\n\nUsage: " + help.usage + "\n\n" +
+               help.details;
+    });
     command->callback([&, command] {
         arguments.words = command->remaining();
-        set(daemon, arguments);
+        if (std::find(arguments.words.begin(), arguments.words.end(), "--help") !=
+            arguments.words.end()) {
+            throw CLI::CallForHelp();
+        }
+        arguments.words.insert(arguments.words.begin(), command->get_name());
+        applyWords(daemon, arguments.words);
     });
 }
 
@@ -203,9 +127,9 @@ int run(int argc, char** argv) {
     Daemon daemon(arguments.runFolder);
     app.parse_complete_callback([&] { daemon = Daemon(arguments.runFolder); });
     addShow(app, arguments, daemon);
-    addPort(app, arguments, daemon);
-    addInstance(app, arguments, daemon);
-    addSet(app, arguments, daemon);
+    for (const CommandHelp& help : configuringHelp()) {
+        addConfiguring(app, arguments, daemon, help);
+    }
     addWatch(app, arguments, daemon);
 
     try {
@@ -226,6 +150,8 @@ static int report(const std::exception& error, int code) noexcept {
 int main(int argc, char** argv) {
     try {
         return run(argc, argv);
+    } catch (const WrongForm& error) {
+        return report(error, EXIT_USAGE);
     } catch (const Unreachable& error) {
         return report(error, EXIT_NO_DAEMON);
     } catch (const std::exception& error) {

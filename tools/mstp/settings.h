@@ -1,14 +1,15 @@
 #pragma once
 
-/// What can be set, by the names that a network engineer would guess. One row a setting: the name,
-/// where it goes, what it takes. Help texts, checks and error messages all come from the rows.
+/// What can be read and set, by the names that a network engineer would guess. One row an
+/// attribute: the name, where it goes, what it takes. Help texts, checks, error messages and saved
+/// configurations all come from the rows.
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
-
-#include "daemon.h"
 
 /// The request is not one: the text says which rule it breaks.
 class Refused : public std::runtime_error {
@@ -20,11 +21,29 @@ enum class Object { Bridge, Region, Port, Instance, InstancePort };
 
 enum class Kind {
     Number,  ///< minimum..maximum in steps
-    Seconds, ///< minimum..maximum, sent in hundredths
-    OnOff,
-    Word, ///< one of `words`; its place, counted from minimum, is sent
-    Text, ///< up to maximum characters
+    Seconds, ///< minimum..maximum, travels in hundredths
+    OnOff,   ///< 1 is on, whatever else comes is off; off is set as 2
+    Word,    ///< one of `words`
+    Text,    ///< up to maximum bytes
     Mac,
+    Vlans, ///< a VLAN list; set by changes
+    // Read only:
+    Hex,
+    BridgeId,
+    PortId,
+    Interface, ///< an interface index, 0 for none
+    Uptime,    ///< a moment as the system's up-time, 0 for none; shown as seconds since then
+    State,     ///< of a port in an instance
+    Role,
+    Holds, ///< bits MSTP_PROTECTION_*
+};
+
+enum class Access { Read, Write, ReadWrite };
+
+struct Word {
+    const char* word;
+    uint32_t value;
+    bool settable = true;
 };
 
 struct Setting {
@@ -32,24 +51,40 @@ struct Setting {
     const char* name;
     uint32_t attribute;
     Kind kind;
-    uint32_t minimum;
-    uint32_t maximum;
-    uint32_t step;
-    std::vector<const char*> words;
+    Access access;
     const char* help;
+    uint32_t minimum = 0;
+    uint32_t maximum = 0;
+    uint32_t step = 1;
+    std::vector<Word> words = {};
+    std::optional<uint32_t> initial = {}; ///< a fresh daemon's value, as it travels
+
+    bool readable() const { return access != Access::Write; }
+    bool settable() const { return access != Access::Read; }
+    bool octets() const;
 };
 
+/// As it travels: a number or octets.
+using Value = std::variant<uint32_t, std::vector<uint8_t>>;
+
+/// In the order of the help.
 const std::vector<Setting>& settings();
 
-/// "forward-delay  4-30 seconds  time that ..." for each setting of @p object.
+/// @param access  Read or Write: what is wanted of it
+/// @throws Refused with the names that there are
+const Setting& findSetting(Object object, const std::string& name, Access access);
+
+/// @throws Refused with the range
+Value parseValue(const Setting& setting, const std::string& text);
+
+/// What parseValue() takes, where the setting can be set.
+std::string formatValue(const Setting& setting, const Value& value);
+
+/// "4-30 seconds".
+std::string rangeText(const Setting& setting);
+
+/// A line "forward-delay  4-30 seconds  time in ... (15)" for each that can be set.
 std::string settingsHelp(Object object);
 
-/// Checks @p value against the setting's row and sends it. Throws Refused.
-void applySetting(const Daemon& daemon, Object object, const Keys& keys, const std::string& name,
-                  const std::string& value);
-
-/// "+10-19,100" adds VLANs to an instance, "-100" removes them, "10-19" makes it exactly these.
-void applyVlans(const Daemon& daemon, uint32_t instance, const std::string& text);
-
-/// Throws Refused with @p what and the reason if @p reply is not a success.
-void expectServed(const Reply& reply, const std::string& what);
+/// The names of all that can be read, in lines.
+std::string readingsHelp(Object object);

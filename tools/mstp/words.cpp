@@ -96,8 +96,9 @@ std::optional<uint32_t> parseNumber(const std::string& text) {
     return static_cast<uint32_t>(value);
 }
 
-std::optional<std::vector<uint8_t>> parseVlans(const std::string& text) {
-    std::vector<uint8_t> list(MSTP_VLAN_LIST_SIZE);
+std::optional<std::vector<uint8_t>> parseList(const std::string& text, uint32_t least,
+                                              uint32_t most) {
+    std::vector<uint8_t> list((most - least) / 8 + 1);
     size_t start = 0;
     while (start <= text.size()) {
         const size_t comma = std::min(text.find(',', start), text.size());
@@ -105,13 +106,17 @@ std::optional<std::vector<uint8_t>> parseVlans(const std::string& text) {
         const size_t dash = range.find('-');
         const auto first = parseNumber(range.substr(0, dash));
         const auto last = dash == std::string::npos ? first : parseNumber(range.substr(dash + 1));
-        if (!first || !last || *first < 1 || *last > MSTP_VLAN_ID_MAX || *first > *last) {
+        if (!first || !last || *first < least || *last > most || *first > *last) {
             return std::nullopt;
         }
-        for (uint32_t vlan = *first; vlan <= *last; vlan++) {
-            bitListSet(list.data(), vlan - 1);
+        for (uint32_t number = *first; number <= *last; number++) {
+            bitListSet(list.data(), number - least);
         }
         start = comma + 1;
     }
     return list;
+}
+
+std::optional<std::vector<uint8_t>> parseVlans(const std::string& text) {
+    return parseList(text, 1, MSTP_VLAN_ID_MAX);
 }

@@ -23,6 +23,11 @@ std::string hexWord(const std::vector<uint8_t>& bytes);
 /// "1-9,20" of a VLAN list; "none" of an empty one.
 std::string vlanWord(const std::vector<uint8_t>& list);
 
+/// A bit list from "1-9,20", bit 0 standing for @p least. @return none if it is malformed or leaves
+/// @p least..@p most
+std::optional<std::vector<uint8_t>> parseList(const std::string& text, uint32_t least,
+                                              uint32_t most);
+
 /// A VLAN list of 512 bytes from "1-9,20". @return none if it is malformed or leaves 1..4094
 std::optional<std::vector<uint8_t>> parseVlans(const std::string& text);
 

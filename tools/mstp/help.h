@@ -1,0 +1,16 @@
+#pragma once
+
+/// The texts of --help: enough to configure a bridge without other text.
+
+#include <string>
+#include <vector>
+
+struct CommandHelp {
+    std::string name;
+    std::string summary;
+    std::string usage;
+    std::string details;
+};
+
+/// Of the commands that change something, in the order in which a newcomer meets them.
+std::vector<CommandHelp> configuringHelp();
