@@ -5,6 +5,8 @@
 #include "netlink.h"
 
 #include <linux/if.h>
+#include <linux/if_bridge.h>
+#include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
@@ -24,13 +26,100 @@ void skip(platform::Bytes* rest, uint32_t length) {
     rest->length -= step;
 }
 
-void readLinkAttribute(uint16_t type, const platform::Bytes& value, platform::LinkInfo* link) {
-    if (type == IFLA_OPERSTATE && value.length >= 1) {
-        link->operState = value.data[0];
+// A number of at most 4 bytes; 0 when the kernel tells another size than expected.
+template <class T> T numberIn(const platform::Bytes& value) {
+    T number = 0;
+    if (value.length >= sizeof number) {
+        memcpy(&number, value.data, sizeof number);
     }
-    if (type == IFLA_ADDRESS && value.length == platform::LINK_ADDRESS_SIZE) {
-        memcpy(link->address, value.data, platform::LINK_ADDRESS_SIZE);
-        link->hasAddress = true;
+    return number;
+}
+
+bool isText(const platform::Bytes& value, const char* text) {
+    const size_t length = strlen(text);
+    return value.length >= length && memcmp(value.data, text, length) == 0 &&
+           (value.length == length || value.data[length] == 0);
+}
+
+void readPortData(platform::Bytes data, platform::LinkInfo* link) {
+    uint16_t type;
+    platform::Bytes value;
+    while (platform::nextAttribute(&data, &type, &value)) {
+        if (type == IFLA_BRPORT_STATE && value.length >= 1) {
+            link->portState = value.data[0];
+        }
+    }
+}
+
+void readBridgeData(platform::Bytes data, platform::LinkInfo* link) {
+    uint16_t type;
+    platform::Bytes value;
+    while (platform::nextAttribute(&data, &type, &value)) {
+        if (type == IFLA_BR_VLAN_FILTERING) {
+            link->vlanFiltering = numberIn<uint8_t>(value) != 0;
+        } else if (type == IFLA_BR_STP_STATE) {
+            link->stpState = numberIn<uint32_t>(value);
+        } else if (type == IFLA_BR_MULTI_BOOLOPT) {
+            link->mstEnabled = (numberIn<uint32_t>(value) & (1U << BR_BOOLOPT_MST_ENABLE)) != 0;
+        }
+    }
+}
+
+void readVlanData(platform::Bytes data, platform::LinkInfo* link) {
+    uint16_t type;
+    platform::Bytes value;
+    while (platform::nextAttribute(&data, &type, &value)) {
+        if (type == IFLA_VLAN_ID) {
+            link->vlan = numberIn<uint16_t>(value);
+        }
+    }
+}
+
+// The kind comes before its data.
+void readKind(platform::Bytes info, platform::LinkInfo* link) {
+    uint16_t type;
+    platform::Bytes value;
+    while (platform::nextAttribute(&info, &type, &value)) {
+        if (type == IFLA_INFO_KIND && isText(value, "bridge")) {
+            link->kind = platform::LinkKind::BRIDGE;
+        } else if (type == IFLA_INFO_KIND && isText(value, "vlan")) {
+            link->kind = platform::LinkKind::VLAN;
+        } else if (type == IFLA_INFO_DATA && link->kind == platform::LinkKind::BRIDGE) {
+            readBridgeData(value, link);
+        } else if (type == IFLA_INFO_DATA && link->kind == platform::LinkKind::VLAN) {
+            readVlanData(value, link);
+        }
+    }
+}
+
+void readLinkAttribute(uint16_t type, const platform::Bytes& value, platform::LinkInfo* link) {
+    switch (type) {
+    case IFLA_OPERSTATE:
+        link->operState = value.length >= 1 ? value.data[0] : -1;
+        return;
+    case IFLA_ADDRESS:
+        if (value.length == platform::LINK_ADDRESS_SIZE) {
+            memcpy(link->address, value.data, platform::LINK_ADDRESS_SIZE);
+            link->hasAddress = true;
+        }
+        return;
+    case IFLA_IFNAME:
+        memcpy(link->name, value.data, std::min<size_t>(value.length, sizeof link->name - 1));
+        return;
+    case IFLA_MASTER:
+        link->master = numberIn<uint32_t>(value);
+        return;
+    case IFLA_LINK:
+        link->below = numberIn<uint32_t>(value);
+        return;
+    case IFLA_LINKINFO:
+        readKind(value, link);
+        return;
+    case IFLA_PROTINFO:
+        readPortData(value, link);
+        return;
+    default:
+        return;
     }
 }
 
@@ -87,6 +176,7 @@ bool readLink(const Bytes& message, LinkInfo* link) {
     link->type = body.ifi_type;
     link->flags = body.ifi_flags;
     link->operState = -1;
+    link->portState = -1;
 
     Bytes rest = message;
     skip(&rest, aligned(NLMSG_HDRLEN + sizeof body));

@@ -4,6 +4,7 @@
 /// that a message claims is checked against the bytes that are there.
 
 #include <linux/netlink.h>
+#include <sys/socket.h>
 
 #include <cstdint>
 
@@ -27,8 +28,11 @@ bool nextAttribute(Bytes* rest, uint16_t* type, Bytes* value);
 nlmsghdr messageHeader(const Bytes& message);
 
 inline constexpr uint32_t LINK_ADDRESS_SIZE = 6;
+inline constexpr uint32_t LINK_NAME_SIZE = 16;
 
-/// What a link message says.
+enum class LinkKind : uint8_t { OTHER, BRIDGE, VLAN };
+
+/// What a link message says. Numbers are 0, and texts empty, where it says nothing.
 struct LinkInfo {
     uint8_t family;
     uint32_t ifindex;
@@ -37,6 +41,15 @@ struct LinkInfo {
     int32_t operState; ///< IF_OPER_*, -1 when the message does not tell
     uint8_t address[LINK_ADDRESS_SIZE];
     bool hasAddress; ///< address is valid: the message tells one of 6 bytes
+    char name[LINK_NAME_SIZE];
+    uint32_t master; ///< the interface that this one is a port of
+    uint32_t below;  ///< the interface that this one stands on
+    LinkKind kind;
+    uint16_t vlan;     ///< of a VLAN interface
+    uint32_t stpState; ///< of a bridge: 0 off, 1 the kernel's own, 2 left to user space
+    bool vlanFiltering;
+    bool mstEnabled;
+    int32_t portState; ///< BR_STATE_* of a bridge's port, -1 when the message does not tell
 };
 
 /// Reads message @p message of type RTM_NEWLINK or RTM_DELLINK.
@@ -53,7 +66,8 @@ int32_t queryLink(uint32_t ifindex, LinkInfo* link);
 
 using LinkVisitor = void (*)(const LinkInfo& link, void* context);
 
-/// Asks the kernel for all interfaces of the network namespace. @return 0 or an errno value
-int32_t visitLinks(LinkVisitor visit, void* context);
+/// Asks the kernel for all interfaces of the network namespace, or with AF_BRIDGE for those that
+/// are bridge ports. One may be visited twice. @return 0 or an errno value
+int32_t visitLinks(LinkVisitor visit, void* context, uint8_t family = AF_UNSPEC);
 
 } // namespace platform
