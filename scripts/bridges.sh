@@ -1,0 +1,190 @@
+# Four kernel bridges in this network namespace, for the demo and for the system tests: a ring with one
+# chord, a daemon and a host to each. The kernel leaves spanning tree to user space in its first
+# namespace only, so the bridges share that; hosts may have namespaces of their own. Sourced by bash;
+# nothing here exits.
+#
+#   h1 - sw1 ------- sw2 - h2
+#         | \         |
+#         |   \       |          sw1-sw3 is the chord
+#         |     \     |
+#   h4 - sw4 ------- sw3 - h3
+#
+# Port sw1-2 is the port of sw1 that leads to sw2; sw1-h leads to host h1. MST instance 1 (VLANs 10-19)
+# has its root at sw1, instance 2 (VLANs 20-29) at sw3, all other VLANs at sw2.
+
+BR_NUMBERS=(1 2 3 4)
+BR_LINKS=("1 2" "2 3" "3 4" "4 1" "1 3")
+BR_VLANS=1-5,10-19,20-29
+
+# br_init BUILD-FOLDER: where the programs are; makes the run folder.
+br_init() {
+    BR_BUILD=$1
+    BR_RUN=$(mktemp -d /tmp/mstp-bridges-XXXXXX)
+    BR_STP_BEFORE=
+    declare -gA BR_DAEMON=()
+    export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
+    BR_FILTERING=
+    if ip link add mstp-try type bridge vlan_filtering 1 2>/dev/null; then
+        BR_FILTERING=1
+        ip link del mstp-try
+    fi
+}
+
+# br_stp_script PROGRAM: makes PROGRAM the one that the kernel asks who runs spanning tree.
+br_stp_script() {
+    if [ -e /sbin/bridge-stp ] && ! [ -e "$BR_RUN/bridge-stp.before" ]; then
+        cp -p /sbin/bridge-stp "$BR_RUN/bridge-stp.before" || return 1
+    fi
+    BR_STP_BEFORE=1
+    install -m 755 "$1" /sbin/bridge-stp
+}
+
+br_neighbours() {
+    local link a b
+    for link in "${BR_LINKS[@]}"; do
+        read -r a b <<<"$link"
+        [ "$a" = "$1" ] && echo "$b"
+        [ "$b" = "$1" ] && echo "$a"
+    done | sort
+}
+
+# br_ports NUMBER: the names of a bridge's ports.
+br_ports() { br_neighbours "$1" | sed "s/^/sw$1-/"; echo "sw$1-h"; }
+
+# br_vlans PORT [add|del]: the VLANs of the network on a port.
+br_vlans() {
+    local range
+    [ -n "$BR_FILTERING" ] || return 0
+    for range in ${BR_VLANS//,/ }; do
+        bridge vlan "${2:-add}" dev "$1" vid "$range" || return 1
+    done
+}
+
+# br_join NUMBER PORT: makes an interface a port of the bridge, in all VLANs.
+br_join() { ip link set "$2" master "sw$1" && br_vlans "$2" && ip link set "$2" up; }
+
+# The bridges and the wires between them. Nothing is up but the hosts' ends: without spanning tree the
+# ring would be a loop.
+br_wire() {
+    local number link a b
+    for number in "${BR_NUMBERS[@]}"; do
+        ip link add "sw$number" address "02:00:00:00:00:0$number" type bridge \
+            ${BR_FILTERING:+vlan_filtering 1} || return 1
+        mkdir -p "$BR_RUN/sw$number"
+    done
+    for link in "${BR_LINKS[@]}"; do
+        read -r a b <<<"$link"
+        ip link add "sw$a-$b" type veth peer name "sw$b-$a" || return 1
+    done
+    for number in "${BR_NUMBERS[@]}"; do
+        ip link add "h$number" type veth peer name "sw$number-h" || return 1
+    done
+}
+
+# br_plug: ports into their bridges, everything up. The daemons run already, or the kernel's own STP.
+br_plug() {
+    local number port
+    for number in "${BR_NUMBERS[@]}"; do
+        ip link set "sw$number" up || return 1
+        for port in $(br_ports "$number"); do
+            br_join "$number" "$port" || return 1
+        done
+        ip link set "h$number" up || return 1
+    done
+}
+
+# br_mstp NUMBER ARGUMENTS...: the client, on one bridge's daemon.
+br_mstp() {
+    local number=$1
+    shift
+    "$BR_BUILD/tools/mstp/mstp" --run-dir "$BR_RUN/sw$number" "$@"
+}
+
+# br_start NUMBER: starts a bridge's daemon.
+br_start() {
+    local number=$1 try
+    MSTP_RUN_DIR=$BR_RUN/sw$number "$BR_BUILD/mstp-daemon" "sw$number" 0 0 0 1 8 16 \
+        >>"$BR_RUN/sw$number/log" 2>&1 &
+    BR_DAEMON[$number]=$!
+    disown
+    for try in $(seq 200); do
+        br_mstp "$number" show bridge >/dev/null 2>&1 && return 0
+        kill -0 "${BR_DAEMON[$number]}" 2>/dev/null || break
+        sleep 0.05
+    done
+    echo "the daemon of sw$number does not answer; its log:" >&2
+    cat "$BR_RUN/sw$number/log" >&2
+    return 1
+}
+
+# br_configure NUMBER: what an operator's /etc/mstp/BRIDGE.conf would hold.
+br_configure() {
+    local number=$1 conf=$BR_RUN/sw$1/conf
+    {
+        echo "instance add 0"
+        echo "set region name demo"
+        if [ -n "$BR_FILTERING" ]; then
+            echo "instance add 1"
+            echo "instance add 2"
+            echo "set instance 1 vlans 10-19"
+            echo "set instance 2 vlans 20-29"
+        fi
+        case $number in
+        1) [ -n "$BR_FILTERING" ] && echo "set instance 1 priority 4096" ;;
+        2) echo "set instance 0 priority 4096" ;;
+        3) [ -n "$BR_FILTERING" ] && echo "set instance 2 priority 4096" ;;
+        esac
+        echo "set region revision 1"
+    } >"$conf"
+    br_mstp "$number" -f "$conf"
+}
+
+br_kill() {
+    kill -9 "${BR_DAEMON[$1]}" 2>/dev/null
+    unset "BR_DAEMON[$1]"
+}
+
+# Removes everything, whatever state it is in.
+br_down() {
+    local number link a b
+    for number in "${!BR_DAEMON[@]}"; do
+        kill -9 "${BR_DAEMON[$number]}" 2>/dev/null
+    done
+    for link in "${BR_LINKS[@]}"; do
+        read -r a b <<<"$link"
+        ip link del "sw$a-$b" 2>/dev/null
+    done
+    for number in "${BR_NUMBERS[@]}"; do
+        ip link del "sw$number-h" 2>/dev/null
+        ip link del "sw$number" 2>/dev/null
+    done
+    if [ -n "$BR_STP_BEFORE" ]; then
+        rm -f /sbin/bridge-stp
+        [ -e "$BR_RUN/bridge-stp.before" ] && cp -p "$BR_RUN/bridge-stp.before" /sbin/bridge-stp
+    fi
+    rm -rf "$BR_RUN"
+    return 0
+}
+
+# "PORT VLAN STATE" a line: what the kernel does on a bridge's ports, in every VLAN of each.
+br_kernel_states() {
+    local number=$1
+    bridge -j -d vlan show | jq -r --arg switch "sw$number-" '
+        .[] | select(.ifname | startswith($switch)) | .ifname as $port | .vlans[]
+            | .state as $state | range(.vlan; (.vlanEnd // .vlan) + 1) | "\($port) \(.) \($state)"' | LC_ALL=C sort
+}
+
+# The same as the daemon has it, for the VLANs that the kernel has on each port.
+br_daemon_states() {
+    local number=$1
+    { br_mstp "$number" show --json; bridge -j vlan show; } | jq -rs --arg switch "sw$number-" '
+        def vlans: if . == "none" then empty else split(",")[] | split("-") | map(tonumber) | range(.[0]; .[-1] + 1) end;
+        .[0] as $daemon
+        | ($daemon.instances | map(.id as $id | .vlans | vlans | {key: tostring, value: $id}) | from_entries) as $map
+        | .[1][] | select(.ifname | startswith($switch)) | .ifname as $port
+        | ($daemon.ports[] | select(.name == $port)) as $played
+        | .vlans[] | range(.vlan; (.vlanEnd // .vlan) + 1) as $vlan
+        | ($map["\($vlan)"]) as $instance
+        | ($played.instances[] | select(.id == $instance) | .state) as $state
+        | "\($port) \($vlan) \(if $state == "discarding" then "blocking" else $state end)"' | LC_ALL=C sort
+}

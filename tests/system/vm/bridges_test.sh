@@ -1,0 +1,123 @@
+#!/bin/bash
+# Four kernel bridges follow their daemons: per VLAN and port the kernel's state is the daemon's, and
+# broadcast frames of every VLAN come to every host exactly once. Runs inside the virtual machine:
+#   tests/system/vm/run.sh tests/system/vm/bridges_test.sh BUILD-FOLDER
+set -uo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+top=$here/../../..
+. "$top/scripts/bridges.sh"
+
+[ -n "${MSTP_VM:-}" ] || { echo "to be run in the virtual machine" >&2; exit 2; }
+br_init "$(cd "$1" && pwd)"
+probe=$BR_BUILD/tests/system/vm/vlan_probe
+trap br_down EXIT
+
+passed=0 failed=0
+check() { # SENTENCE STATUS [DETAIL]
+    if [ "$2" = 0 ]; then
+        passed=$((passed + 1))
+        echo "ok: $1 ($(cut -d' ' -f1 /proc/uptime))"
+    else
+        failed=$((failed + 1))
+        printf 'FAILED: %s\n' "$1"
+        [ -z "${3:-}" ] || sed 's/^/    /' <<<"$3" | head -40
+    fi
+}
+
+differences() {
+    local number kernel
+    for number in "${!BR_DAEMON[@]}"; do
+        kernel=$(br_kernel_states "$number")
+        [ -n "$kernel" ] || echo "sw$number has no VLAN on any port"
+        diff <(echo "$kernel") <(br_daemon_states "$number") | sed -n "s/^</kernel:/p; s/^>/daemon:/p"
+    done
+}
+
+# Roles and states of all daemons, to see when nothing changes any more.
+roles() {
+    local number
+    for number in "${!BR_DAEMON[@]}"; do
+        br_mstp "$number" show --json | jq -c '[.ports[] | {name, instances: [.instances[] | {id, role, state}]}]'
+    done
+}
+
+# Waits until two looks three seconds apart see the same, with no port on its way.
+settle() {
+    local before="" now try
+    for try in $(seq 30); do
+        now=$(roles)
+        [ "$now" = "$before" ] && ! grep -q learning <<<"$now" && return 0
+        before=$now
+        sleep 3
+    done
+    echo "the network does not settle" >&2
+    return 1
+}
+
+# check_network SENTENCE [VLANS]
+check_network() {
+    local found
+    settle
+    found=$(differences)
+    check "$1: the kernel's states are the daemons'" $((${#found} > 0)) "$found"
+    found=$("$probe" -w 500 "${2:-$BR_VLANS}" h1 h2 h3 h4)
+    check "$1: every broadcast arrives exactly once" $? "$found"
+}
+
+br_stp_script "$top/packaging/bridge-stp"
+br_wire || exit 1
+for number in "${BR_NUMBERS[@]}"; do
+    br_start "$number" || exit 1
+    check "the kernel leaves spanning tree on sw$number to user space" \
+        $(($(cat "/sys/class/net/sw$number/bridge/stp_state") != 2))
+    br_configure "$number" || exit 1
+done
+br_plug || exit 1
+check_network "after the start"
+
+ways=$(for instance in 0 1 2; do
+    for number in "${BR_NUMBERS[@]}"; do
+        br_mstp "$number" show --json | jq -r --argjson instance $instance \
+            '.ports[] | .name as $name | .instances[] | select(.id == $instance and .role == "root") | $name'
+    done | xargs
+done)
+check "each instance has a root of its own" $(($(sort -u <<<"$ways" | wc -l) != 3)) "$ways"
+
+for link in "${BR_LINKS[@]}"; do
+    read -r a b <<<"$link"
+    ip link set "sw$a-$b" down
+    check_network "with the wire between sw$a and sw$b cut"
+    ip link set "sw$a-$b" up
+    check_network "with that wire mended"
+done
+
+bridge vlan add dev sw1-2 vid 40-45
+for port in sw2-1 sw2-3 sw3-2 sw1-h sw2-h sw3-h; do bridge vlan add dev $port vid 40-45; done
+for number in 1 2 3; do br_mstp "$number" set instance 1 vlans +42; br_mstp "$number" set region revision 2; done
+br_mstp 4 set instance 1 vlans +42 && br_mstp 4 set region revision 2
+settle
+found=$(differences)
+check "VLANs that are added follow their instance" $((${#found} > 0)) "$found"
+found=$("$probe" -w 500 40-45 h1 h2 h3)
+check "VLANs that are added reach the hosts that have them, once" $? "$found"
+for port in sw1-2 sw2-1; do bridge vlan del dev $port vid 12-14; done
+for port in sw1-2 sw2-1; do bridge vlan add dev $port vid 12-14; done
+check_network "after VLANs left a wire and came back"
+
+br_kill 3
+sleep 1
+br_start 3 && br_configure 3
+check_network "after a daemon was killed and started again"
+
+for port in $(br_ports 4); do ip link set "$port" nomaster; done
+settle
+left=$(br_mstp 4 show --json | jq -r '.ports[].name' | xargs)
+check "ports that leave the bridge leave the daemon" $((${#left} > 0)) "$left"
+for port in $(br_ports 4); do br_join 4 "$port"; done
+check_network "after a bridge's ports were removed and added"
+
+crashes=$(grep -lE 'Sanitizer|runtime error|SIG' "$BR_RUN"/*/log 2>/dev/null)
+check "no daemon crashed" $((${#crashes} > 0)) "$crashes"
+[ $failed = 0 ] || for number in "${BR_NUMBERS[@]}"; do sed "s/^/log of sw$number: /" "$BR_RUN/sw$number/log" | tail -20; done
+echo "$passed passed, $failed failed"
+[ $failed = 0 ]
