@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,11 +31,13 @@
 #include "mstp_io.h"
 #include "mstp_link_events.h"
 #include "mstp_port.h"
+#include "mstp_show.h"
 #include "mstp_xst.h"
 #include "platform/debug.h"
 #include "platform/hardware.h"
 #include "platform/interfaces.h"
 #include "platform/seam.h"
+#include "platform/signals.h"
 
 tMstp gMstp;
 int32_t mstpTimeProcessEnable;
@@ -99,6 +102,21 @@ static uint32_t numberArgument(int32_t argc, char** argv, int32_t which) {
     return static_cast<uint32_t>(value);
 }
 
+static void toggleDebug() {
+    gMstp.debug == 0 ? mstpDebugOn() : mstpDebugOff();
+}
+
+// What an operator without a client can ask for: a dump of everything, and traces on and off.
+static void takeSignals() {
+    if (platformOnSignal == nullptr) {
+        return;
+    }
+    if (platformOnSignal(SIGUSR1, mstpInfoShow) != 0 ||
+        platformOnSignal(SIGUSR2, toggleDebug) != 0) {
+        perror("the signals USR1 and USR2 are not served");
+    }
+}
+
 int32_t mstpStart(int32_t argc, char** argv) {
     kelCatchSegFault(argc, argv);
     // Most texts end without a line break and must be seen where standard output is a pipe, too.
@@ -110,6 +128,7 @@ int32_t mstpStart(int32_t argc, char** argv) {
                 argc > 0 ? argv[0] : "mstp-daemon");
         return -1;
     }
+    takeSignals();
     const int32_t result =
         mstpInit(argv[1], numberArgument(argc, argv, 2), numberArgument(argc, argv, 3),
                  numberArgument(argc, argv, 4), numberArgument(argc, argv, 5) & 0xFF,

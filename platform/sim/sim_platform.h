@@ -67,7 +67,8 @@ struct Switch {
     std::deque<std::vector<uint8_t>> requests; ///< bytes that each waiting client sends
     std::vector<std::vector<uint8_t>> replies; ///< bytes that each served client got
     std::deque<std::vector<uint8_t>> linkMessages;
-    int64_t waitMicroseconds = 0; ///< time-out of the last select
+    std::map<int32_t, void (*)()> signals; ///< what the daemon does on a signal, by its number
+    int64_t waitMicroseconds = 0;          ///< time-out of the last select
 
     /// Adds (or finds) an interface; its name is "port" and the unit, its number the unit.
     Interface& add(uint32_t unit);

@@ -3,7 +3,10 @@
 
 #include "mstp_main.h"
 
+#include <csignal>
+
 #include "mstp_bridge.h"
+#include "mstp_show.h"
 #include "test_bridge.h"
 
 using testing::Contains;
@@ -328,6 +331,42 @@ TEST_F(CommandLine, FailedStartEndsWithSuccess) {
 TEST_F(CommandLine, WordThatIsNoNumberIsNamed) {
     start({"mstp-daemon", "sw1", "0", "12x", "0", "0", "0", "0"});
     EXPECT_THAT(errors, HasSubstr("argument 3, \"12x\", is not a decimal number; taken as 12"));
+}
+
+// ---- signals
+
+TEST_F(CommandLine, SignalUsr1PrintsEverything) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridge bridge;
+    bridge.addUpPort(1);
+    testing::internal::CaptureStdout();
+    mstpInfoShow();
+    const std::string everything = testing::internal::GetCapturedStdout();
+
+    testing::internal::CaptureStdout();
+    sw.signals.at(SIGUSR1)();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), everything);
+    EXPECT_THAT(everything, HasSubstr("\r\n unit:1\r\n"));
+}
+
+TEST_F(CommandLine, SignalUsr2TurnsEveryTraceOnAndThenOff) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    sw.signals.at(SIGUSR2)();
+    EXPECT_EQ(gMstp.debug, 0xFFFFFFFFU);
+    sw.signals.at(SIGUSR2)();
+    EXPECT_EQ(gMstp.debug, 0U);
+}
+
+TEST_F(CommandLine, SignalUsr2TurnsOffTheTracesThatManagementChose) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    gMstp.debug = MSTP_DEBUG_REFUSAL;
+    sw.signals.at(SIGUSR2)();
+    EXPECT_EQ(gMstp.debug, 0U);
+}
+
+TEST_F(CommandLine, ARefusedCommandLineTakesNoSignals) {
+    start({"mstp-daemon", "sw1"});
+    EXPECT_TRUE(sw.signals.empty());
 }
 
 // ---- small services
