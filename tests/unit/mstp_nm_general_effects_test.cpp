@@ -6,6 +6,7 @@
 #include "mstp_port_timers_state_machine.h"
 #include "platform/hardware.h"
 #include "test_bridge.h"
+#include "test_objects.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -22,6 +23,10 @@ int32_t set(uint32_t attribute, uint32_t value) {
 
 int32_t set(uint32_t attribute, Octets octets) {
     return mstpGeneralSetApi(0, attribute, octets.value());
+}
+
+int32_t sync(uint32_t attribute, Octets octets) {
+    return mstpGeneralSyncApi(0, attribute, octets.value());
 }
 
 bool willReset(const TestBridge& bridge) {
@@ -96,6 +101,16 @@ TEST(General, UnchangedBridgeTypeIsOfferedAndNothingElse) {
     EXPECT_EQ(bridge.bridge->event, IDLE);
 }
 
+TEST(General, BridgeTypeIsReadAsTheNumberItIs) {
+    TestBridge bridge;
+    for (const uint8_t type : {MSTP_BRIDGE_CUSTOMER, MSTP_BRIDGE_PROVIDER}) {
+        bridge.bridge->type = type;
+        uint32_t read = 0xDEADBEEF;
+        EXPECT_EQ(mstpGeneralGetApi(0, MSTP_GEN_BRIDGETYPE, &read), 0);
+        EXPECT_EQ(read, type);
+    }
+}
+
 // ---- debug mask and flushing
 
 TEST(General, DebugMaskIsReadAndSetWithoutThePlatform) {
@@ -107,6 +122,22 @@ TEST(General, DebugMaskIsReadAndSetWithoutThePlatform) {
     uint32_t read = 0;
     EXPECT_EQ(mstpGeneralGetApi(0, MSTP_GEN_DEBUG, &read), 0);
     EXPECT_EQ(read, 0x80000041U);
+}
+
+TEST(General, DebugMaskIsSetWithoutAReset) {
+    TestBridge bridge;
+    bridge.bridge->event = IDLE;
+    set(MSTP_GEN_DEBUG, 0x40);
+    EXPECT_EQ(bridge.bridge->event, IDLE);
+}
+
+TEST(General, DebugMaskIsSyncedWithoutThePlatformToo) {
+    TestBridge bridge;
+    bridge.sw.results["kelHwScalarSync"] = 5;
+    uint32_t mask = 0x12;
+    EXPECT_EQ(mstpGeneralSyncApi(0, MSTP_GEN_DEBUG, &mask), 0);
+    EXPECT_EQ(gMstp.debug, 0x12U);
+    EXPECT_THAT(bridge.sw.calls, IsEmpty());
 }
 
 TEST(General, EveryValueButTrueSwitchesAProtectionOff) {
@@ -133,12 +164,36 @@ TEST(General, FlushingArpOnTopologyChangesIsOnUnlessOnlyAddressesAreFlushed) {
 
 TEST(General, BpduGuardSwitchedOffReleasesEveryGuardedPort) {
     TestBridge bridge;
+    bridge.bridge->bpduGuard = 1;
+    for (const uint32_t unit : {3U, 4U, 6U}) {
+        arm(&bridge.addUpPort(unit)->bpduGuardTimer);
+    }
+    EXPECT_EQ(set(MSTP_GEN_BPDUGUARD, MSTP_FALSE), 0);
+    for (const uint32_t unit : {3U, 4U, 6U}) {
+        EXPECT_EQ(timerRemain(&bridge.port(unit)->bpduGuardTimer), 0) << unit;
+        EXPECT_EQ(bridge.xstPort(0, unit)->hwState, MSTP_PORT_STATE_FORWARDING) << unit;
+    }
+}
+
+TEST(General, BpduGuardReleasesAPortInEveryInstance) {
+    TestBridge bridge;
+    bridge.addInstance(2);
+    arm(&bridge.addUpPort(3)->bpduGuardTimer);
+    set(MSTP_GEN_BPDUGUARD, MSTP_FALSE);
+    EXPECT_EQ(bridge.xstPort(0, 3)->hwState, MSTP_PORT_STATE_FORWARDING);
+    EXPECT_EQ(bridge.xstPort(2, 3)->hwState, MSTP_PORT_STATE_FORWARDING);
+}
+
+TEST(General, BpduGuardThatThePlatformKeepsOnHoldsItsPorts) {
+    TestBridge bridge;
     tMstpPort* guarded = bridge.addUpPort(3);
     bridge.bridge->bpduGuard = 1;
     arm(&guarded->bpduGuardTimer);
-    EXPECT_EQ(set(MSTP_GEN_BPDUGUARD, MSTP_FALSE), 0);
-    EXPECT_EQ(timerRemain(&guarded->bpduGuardTimer), 0);
-    EXPECT_EQ(bridge.xstPort(0, 3)->hwState, MSTP_PORT_STATE_FORWARDING);
+    bridge.sw.results["kelHwScalarSync"] = 19;
+    EXPECT_EQ(set(MSTP_GEN_BPDUGUARD, MSTP_FALSE), 19);
+    EXPECT_EQ(bridge.bridge->bpduGuard, 1);
+    EXPECT_EQ(timerRemain(&guarded->bpduGuardTimer), 1000);
+    EXPECT_EQ(bridge.xstPort(0, 3)->hwState, MSTP_PORT_STATE_DISCARDING);
 }
 
 TEST(General, BpduGuardSwitchedOffLeavesUnguardedPortsAlone) {
@@ -160,12 +215,40 @@ TEST(General, BpduGuardSwitchedOnKeepsRunningHolds) {
 TEST(General, LoopProtectionSwitchedOffReleasesEveryHeldInstancePort) {
     TestBridge bridge;
     bridge.addInstance(2);
+    bridge.bridge->loopProtection = 1;
+    bridge.addUpPort(3);
+    bridge.addUpPort(6);
+    const std::vector<tMstpXstPort*> held = {bridge.xstPort(2, 3), bridge.xstPort(0, 6),
+                                             bridge.xstPort(2, 6)};
+    for (tMstpXstPort* xstPort : held) {
+        arm(&xstPort->loopHoldTimer);
+    }
+    EXPECT_EQ(set(MSTP_GEN_LOOPPROTECTION, MSTP_FALSE), 0);
+    for (tMstpXstPort* xstPort : held) {
+        EXPECT_EQ(timerRemain(&xstPort->loopHoldTimer), 0);
+        EXPECT_EQ(xstPort->hwState, MSTP_PORT_STATE_FORWARDING);
+    }
+}
+
+TEST(General, LoopProtectionSwitchedOffLeavesInstancePortsThatAreNotHeldAlone) {
+    TestBridge bridge;
+    bridge.addInstance(2);
     bridge.addUpPort(3);
     bridge.bridge->loopProtection = 1;
     arm(&bridge.xstPort(2, 3)->loopHoldTimer);
-    EXPECT_EQ(set(MSTP_GEN_LOOPPROTECTION, MSTP_FALSE), 0);
-    EXPECT_EQ(timerRemain(&bridge.xstPort(2, 3)->loopHoldTimer), 0);
-    EXPECT_EQ(bridge.xstPort(2, 3)->hwState, MSTP_PORT_STATE_FORWARDING);
+    set(MSTP_GEN_LOOPPROTECTION, MSTP_FALSE);
+    EXPECT_EQ(bridge.xstPort(0, 3)->hwState, MSTP_PORT_STATE_DISCARDING);
+}
+
+TEST(General, LoopProtectionThatThePlatformKeepsOnHoldsItsInstancePorts) {
+    TestBridge bridge;
+    bridge.addUpPort(3);
+    bridge.bridge->loopProtection = 1;
+    arm(&bridge.xstPort(0, 3)->loopHoldTimer);
+    bridge.sw.results["kelHwScalarSync"] = 20;
+    EXPECT_EQ(set(MSTP_GEN_LOOPPROTECTION, MSTP_FALSE), 20);
+    EXPECT_EQ(bridge.bridge->loopProtection, 1);
+    EXPECT_EQ(timerRemain(&bridge.xstPort(0, 3)->loopHoldTimer), 1000);
     EXPECT_EQ(bridge.xstPort(0, 3)->hwState, MSTP_PORT_STATE_DISCARDING);
 }
 
@@ -213,15 +296,11 @@ TEST(General, NameOf32CharactersIsTakenAndOf33IsRefusedUnoffered) {
     EXPECT_THAT(bridge.sw.calls, IsEmpty());
 }
 
-TEST(General, OctetsAreOfferedWithTheTopBitOfTheFlag) {
-    TestBridge bridge;
-    Octets name = Octets::text("ab");
-    mstpGeneralSetApi(0, MSTP_GEN_CFGIDNAME, name.value());
-    mstpGeneralSyncApi(0, MSTP_GEN_CFGIDNAME, name.value());
-    EXPECT_THAT(
-        bridge.sw.calls,
-        ElementsAre("kelHwScalarSync index=0 attribute=0x5000f value=6162 flag=0x80000003",
-                    "kelHwScalarSync index=0 attribute=0x5000f value=6162 flag=0x80000001"));
+std::string octetsOffer(uint32_t attribute, const std::string& value, const std::string& flag) {
+    char text[64];
+    snprintf(text, sizeof text,
+             "kelHwScalarSync index=0 attribute=0x%x value=", 0x50000 + attribute);
+    return text + value + " flag=" + flag;
 }
 
 class GeneralOctets : public testing::TestWithParam<uint32_t> {};
@@ -240,7 +319,44 @@ TEST_P(GeneralOctets, SetWithoutAValueIsRefusedUnoffered) {
     EXPECT_THAT(bridge.sw.calls, IsEmpty());
 }
 
+TEST_P(GeneralOctets, SetIsOfferedWithTheTopBitOfTheFlag) {
+    TestBridge bridge;
+    set(GetParam(), Octets({0xAB, 0x01}));
+    EXPECT_EQ(bridge.sw.calls.at(0), octetsOffer(GetParam(), "ab01", "0x80000003"));
+}
+
+TEST_P(GeneralOctets, SyncIsOfferedWithTheTopBitOfItsFlag) {
+    TestBridge bridge;
+    sync(GetParam(), Octets({0xAB, 0x01}));
+    EXPECT_EQ(bridge.sw.calls.at(0), octetsOffer(GetParam(), "ab01", "0x80000001"));
+}
+
+TEST_P(GeneralOctets, ResetFollowsOnlyForNameAndAddress) {
+    TestBridge bridge;
+    bridge.bridge->event = IDLE;
+    set(GetParam(), Octets({0xAB, 0x01}));
+    const bool identifies = GetParam() == MSTP_GEN_CFGIDNAME || GetParam() == MSTP_GEN_BRIDGEMAC;
+    EXPECT_EQ(bridge.bridge->event, identifies ? MSTP_EVENT_REINIT : IDLE);
+}
+
 INSTANTIATE_TEST_SUITE_P(Attributes, GeneralOctets, testing::Values(15, 23, 33, 34, 35));
+
+TEST(General, SyncOfNameAndAddressIsStoredLikeASet) {
+    TestBridge bridge;
+    EXPECT_EQ(sync(MSTP_GEN_CFGIDNAME, Octets::text("peer")), 0);
+    EXPECT_EQ(memcmp(bridge.bridge->cfgIdName, "peer", 5), 0);
+    EXPECT_EQ(bridge.bridge->nameLen, 4);
+    EXPECT_EQ(sync(MSTP_GEN_BRIDGEMAC, Octets({2, 4, 6, 8, 10, 12})), 0);
+    EXPECT_THAT(bridge.bridge->bridgeMac, ElementsAre(2, 4, 6, 8, 10, 12));
+}
+
+TEST(General, SyncOfTheFastMapListsIsStoredLikeASet) {
+    TestBridge bridge;
+    EXPECT_EQ(sync(MSTP_GEN_FASTMAPSETVLANS, Octets({0x12, 0x34})), 0);
+    EXPECT_EQ(sync(MSTP_GEN_FASTMAPSETXSTS, Octets({0xE0})), 0);
+    EXPECT_EQ(bridge.bridge->fastVlans[1], 0x34);
+    EXPECT_EQ(bridge.bridge->fastXsts[0], 0xE0);
+}
 
 TEST(General, DigestIsRead) {
     TestBridge bridge;
@@ -298,12 +414,43 @@ TEST(General, MirroredBpduIsOfferedThenTakenIn) {
     EXPECT_EQ(set(MSTP_GEN_SYNC, Octets::room(11)), 3);
 }
 
-TEST(General, MirroredBpduReachesItsPort) {
+/// Bridge 1 whose port 3 filters BPDUs, which leaves a trace of every one that arrives there.
+class MirroredBpdu : public testing::Test {
+  protected:
+    MirroredBpdu() {
+        bridge.addUpPort(3)->filtering = 1;
+        bridge.sw.forget();
+        bridge.bridge->event = IDLE;
+    }
+
+    /// A topology change notification for port 3 of bridge 1.
+    static Octets notification() {
+        return Octets({0, 0, 0, 1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0x80});
+    }
+    bool arrived() const { return bridge.sw.traced("port port3 is bpdu filtering,drop any bpdu"); }
+
     TestBridge bridge;
-    bridge.addUpPort(3)->filtering = 1; // dropped there, with a trace that tells it arrived
-    bridge.sw.forget();
-    EXPECT_EQ(set(MSTP_GEN_SYNC, Octets({0, 0, 0, 1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0x80})), 0);
-    EXPECT_TRUE(bridge.sw.traced("port port3 is bpdu filtering,drop any bpdu"));
+};
+
+TEST_F(MirroredBpdu, ReachesItsPort) {
+    EXPECT_EQ(set(MSTP_GEN_SYNC, notification()), 0);
+    EXPECT_TRUE(arrived());
+}
+
+TEST_F(MirroredBpdu, ReachesItsPortThroughTheSyncEntryToo) {
+    EXPECT_EQ(sync(MSTP_GEN_SYNC, notification()), 0);
+    EXPECT_TRUE(arrived());
+}
+
+TEST_F(MirroredBpdu, ThatThePlatformRefusesDoesNotReachItsPort) {
+    bridge.sw.results["kelHwScalarSync"] = 3;
+    EXPECT_EQ(set(MSTP_GEN_SYNC, notification()), 3);
+    EXPECT_FALSE(arrived());
+}
+
+TEST_F(MirroredBpdu, ResetsNothing) {
+    set(MSTP_GEN_SYNC, notification());
+    EXPECT_EQ(bridge.bridge->event, IDLE);
 }
 
 // ---- fast VLAN map
@@ -337,6 +484,40 @@ TEST(General, FastMapRemovesEveryPortAndLeavesTheMapToTheLoop) {
     EXPECT_EQ(bridge.bridge->portCount, 0);
     EXPECT_EQ(bridge.bridge->isFastMapVlan, 1);
     EXPECT_EQ(gMstp.busyDoing, MSTP_BUSY_FASTMAPVLAN);
+    EXPECT_EQ(bridge.bridge->event, MSTP_EVENT_FASTMAP_DONE);
+}
+
+TEST(General, FastMapDisablesEachPortBeforeItDeletesIt) {
+    TestBridge bridge;
+    bridge.addUpPort(3);
+    bridge.addUpPort(4);
+    bridge.trace(MSTP_DEBUG_OBJECT | MSTP_DEBUG_ACTIVITY);
+    set(MSTP_GEN_FASTMAPENABLE, 1);
+    EXPECT_THAT(objects::portRemovals(bridge),
+                ElementsAre("mstp port port3 disable", "bridge 1 del port port3",
+                            "mstp port port4 disable", "bridge 1 del port port4"));
+}
+
+TEST(General, FastMapWakesTheLoop) {
+    TestBridge bridge;
+    timerStop(&gMstp.timerList, &gMstp.msgTimer);
+    set(MSTP_GEN_FASTMAPENABLE, 1);
+    EXPECT_TRUE(objects::armed(gMstp.msgTimer));
+}
+
+TEST(General, FastMapIsOfferedAsANumberWithItsFlag) {
+    TestBridge bridge;
+    set(MSTP_GEN_FASTMAPENABLE, 1);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwScalarSync index=0 attribute=0x50024 value=1 flag=0x3"));
+}
+
+TEST(General, FastMapIsMadeThroughTheSyncEntryToo) {
+    TestBridge bridge;
+    uint32_t value = 1;
+    EXPECT_EQ(mstpGeneralSyncApi(0, MSTP_GEN_FASTMAPENABLE, &value), 0);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwScalarSync index=0 attribute=0x50024 value=1 flag=0x1"));
     EXPECT_EQ(bridge.bridge->event, MSTP_EVENT_FASTMAP_DONE);
 }
 

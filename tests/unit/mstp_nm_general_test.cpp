@@ -53,8 +53,8 @@ const SettableRow SETTABLE[] = {
     {"HoldTime", MSTP_GEN_HOLDTIME, 9, [](auto* b) { return b->txHoldCount; }, 9, 9, false},
     {"MigrateTime", MSTP_GEN_MIGRATETIME, 450, [](auto* b) { return b->migrateTime; }, 4, 400,
      false},
-    {"PathCostDefault", MSTP_GEN_PATHCOSTDEFAULT, 1, [](auto* b) { return b->pathCostDefault; }, 1,
-     1, true},
+    {"PathCostDefault", MSTP_GEN_PATHCOSTDEFAULT, 7, [](auto* b) { return b->pathCostDefault; }, 7,
+     7, true},
     {"ForceVersion", MSTP_GEN_FORCEVERSION, 2, [](auto* b) { return b->forceVersion; }, 2, 2, true},
     {"FormatSelector", MSTP_GEN_CFGIDFMTSEL, 5, [](auto* b) { return b->cfgIdFmtSel; }, 5, 5, true},
     {"RevisionLevel", MSTP_GEN_CFGIDREVLEVEL, 0xABCD, [](auto* b) { return b->cfgIdRevLevel; },
@@ -141,6 +141,47 @@ TEST_P(GeneralSettable, GetWithoutAValueIsRefused) {
 
 INSTANTIATE_TEST_SUITE_P(Attributes, GeneralSettable, testing::ValuesIn(SETTABLE), RowName());
 
+// ---- switches, both ways
+
+struct SwitchRow {
+    const char* name;
+    uint32_t attribute;
+    std::function<uint32_t(const tMstpBridge*)> field;
+};
+
+const SwitchRow SWITCHES[] = {
+    {"Trap", MSTP_GEN_TRAP, [](auto*) { return gMstp.trap; }},
+    {"BpduGuard", MSTP_GEN_BPDUGUARD, [](auto* b) { return b->bpduGuard; }},
+    {"LoopProtection", MSTP_GEN_LOOPPROTECTION, [](auto* b) { return b->loopProtection; }},
+    {"TcProtection", MSTP_GEN_TCPROTECTON, [](auto* b) { return b->tcProtection; }},
+    {"P2pDetection", MSTP_GEN_P2PDETECTION, [](auto* b) { return b->p2pDetection; }},
+};
+
+class GeneralSwitch : public testing::TestWithParam<SwitchRow> {
+  protected:
+    /// Sets the switch to one value after the other. @return what a get reads then
+    uint32_t setTwice(uint32_t first, uint32_t second) {
+        EXPECT_EQ(mstpGeneralSetApi(INDEX, GetParam().attribute, &first), 0);
+        EXPECT_EQ(mstpGeneralSetApi(INDEX, GetParam().attribute, &second), 0);
+        uint32_t read = 0xDEADBEEF;
+        EXPECT_EQ(mstpGeneralGetApi(INDEX, GetParam().attribute, &read), 0);
+        return read;
+    }
+    TestBridge bridge;
+};
+
+TEST_P(GeneralSwitch, SwitchedOffReadsFalse) {
+    EXPECT_EQ(setTwice(MSTP_TRUE, MSTP_FALSE), MSTP_FALSE);
+    EXPECT_EQ(GetParam().field(bridge.bridge), 0U);
+}
+
+TEST_P(GeneralSwitch, SwitchedOnReadsTrue) {
+    EXPECT_EQ(setTwice(MSTP_FALSE, MSTP_TRUE), MSTP_TRUE);
+    EXPECT_EQ(GetParam().field(bridge.bridge), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Attributes, GeneralSwitch, testing::ValuesIn(SWITCHES), RowName());
+
 // ---- numbers that can only be read
 
 struct ReadOnlyRow {
@@ -155,9 +196,9 @@ const ReadOnlyRow READ_ONLY[] = {
     {"ForwardDelay", MSTP_GEN_FORWARDDELAY, 1600},
     {"RemainingHops", MSTP_GEN_REMAININGHOPS, 17},
     {"Capable", MSTP_GEN_CAPABLE, MSTP_CAPABLE_DOT1Q},
-    {"MaxMstNum", MSTP_GEN_MAXMSTNUM, 8},
-    {"MaxMstId", MSTP_GEN_MAXMSTID, 7},
-    {"CurrentMstNum", MSTP_GEN_CURRENTMSTNUM, 2},
+    {"MaxMstNum", MSTP_GEN_MAXMSTNUM, 7},
+    {"MaxMstId", MSTP_GEN_MAXMSTID, 6},
+    {"CurrentMstNumCountsInstancesOutOfService", MSTP_GEN_CURRENTMSTNUM, 3},
     {"CurrentMaxMstIdIsTheThirdByteOfTheAddress", MSTP_GEN_CURRENTMAXMSTID, 0x22},
 };
 
@@ -165,6 +206,7 @@ class GeneralReadOnly : public testing::TestWithParam<ReadOnlyRow> {
   protected:
     GeneralReadOnly() {
         bridge.addInstance(3);
+        mstpXstAdd(bridge.bridge, 4)->rowStatus = MSTP_NOTINSERVICE;
         tMstpTime& times = bridge.xst(0)->rootTimes;
         times.maxAge = 19;
         times.helloTime = 3;
@@ -172,7 +214,7 @@ class GeneralReadOnly : public testing::TestWithParam<ReadOnlyRow> {
         times.remainingHops = 17;
         bridge.sw.forget();
     }
-    TestBridge bridge;
+    TestBridge bridge{TestBridgeOptions{.xstLimit = 7, .portLimit = 9}};
 };
 
 TEST_P(GeneralReadOnly, GetGivesTheValueInForce) {

@@ -80,6 +80,20 @@ inline std::vector<std::string> tracesEnding(const TestBridge& bridge, const std
     return found;
 }
 
+/// How ports were disabled and deleted, in order; needs MSTP_DEBUG_OBJECT and MSTP_DEBUG_ACTIVITY.
+inline std::vector<std::string> portRemovals(const TestBridge& bridge) {
+    std::vector<std::string> found;
+    for (const std::string& line : bridge.sw.traces) {
+        const bool disabled =
+            line.rfind("mstp port ", 0) == 0 && line.find(" disable") != line.npos;
+        const bool deleted = line.rfind("bridge ", 0) == 0 && line.find(" del port ") != line.npos;
+        if (disabled || deleted) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
 /// The banners of the machines that ran, in order; needs MSTP_DEBUG_MACHINE.
 inline std::vector<std::string> machinesRun(const TestBridge& bridge) {
     return tracesEnding(bridge, " state machine");
