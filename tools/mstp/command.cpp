@@ -1,6 +1,7 @@
 #include "command.h"
 
-#include "mstp/bit_list.h"
+#include "mstp/enums.h"
+#include "mstp/management.h"
 #include "words.h"
 
 static constexpr uint32_t HIGHEST_INSTANCE = 254;
@@ -26,7 +27,7 @@ static const char* formsOf(const std::string& command) {
     return "the form is: mirror IFACE HEXBYTES";
 }
 
-[[noreturn]] static void refuseForm(const std::string& command) {
+void refuseForm(const std::string& command) {
     throw WrongForm(std::string(formsOf(command)) + " (see \"mstp " + command + " --help\")");
 }
 
@@ -95,6 +96,10 @@ static Command parseSet(const Words& words) {
     const std::string& text = words[position + 1];
     if (setting.kind == Kind::Vlans) {
         return parseVlanChange(target.instance, text);
+    }
+    if (target.object == Object::Port && setting.attribute == MSTP_PORT_ADMINNONSTP) {
+        return PortCommand{target.interface,
+                           parseValue(setting, text) == Value(uint32_t(MSTP_FALSE))};
     }
     return SetCommand{target, &setting, parseValue(setting, text)};
 }

@@ -63,6 +63,9 @@ using Command =
 /// @throws WrongForm if the words have no command's form, Refused for a value that is none
 Command parseCommand(const std::vector<std::string>& words);
 
+/// @throws WrongForm with the forms of the command named
+[[noreturn]] void refuseForm(const std::string& command);
+
 /// What stands in front of a name: "bridge", "port IFACE", "instance N port IFACE" and so on.
 /// @param[in,out] position  where it begins; where the name is
 /// @throws WrongForm if it is none of these

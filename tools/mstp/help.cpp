@@ -13,6 +13,20 @@ static std::string setDetails() {
            "2 x (forward-delay - 1) >= max-age >= 2 x (hello-time + 1).\n";
 }
 
+CommandHelp getHelp() {
+    return {
+        "get", "read a single value",
+        "mstp get bridge|region|port IFACE|instance N [port IFACE] [NAME]",
+        "The value stands alone on its line, in the units in which it is set: seconds, on|off,\n"
+        "words, VLAN lists. Without NAME all of them are listed.\n"
+        "\nmstp get bridge NAME\n" +
+            readingsHelp(Object::Bridge) + "\nmstp get region NAME\n" +
+            readingsHelp(Object::Region) + "\nmstp get port IFACE NAME\n" +
+            readingsHelp(Object::Port) + "\nmstp get instance N NAME\n" +
+            readingsHelp(Object::Instance) + "\nmstp get instance N port IFACE NAME\n" +
+            readingsHelp(Object::InstancePort)};
+}
+
 std::vector<CommandHelp> configuringHelp() {
     return {
         {"instance", "create or remove a spanning tree instance", "mstp instance add|del N",

@@ -14,3 +14,5 @@ struct CommandHelp {
 
 /// Of the commands that change something, in the order in which a newcomer meets them.
 std::vector<CommandHelp> configuringHelp();
+
+CommandHelp getHelp();

@@ -5,12 +5,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <functional>
 #include <iostream>
 
 #include "apply.h"
 #include "daemon.h"
+#include "get.h"
 #include "help.h"
 #include "model.h"
+#include "rules.h"
 #include "show.h"
 #include "watch.h"
 
@@ -18,11 +21,12 @@ namespace {
 
 enum ExitCode { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_USAGE = 2, EXIT_NO_DAEMON = 3 };
 
+using WordsAction = std::function<void(const std::vector<std::string>&)>;
+
 struct Arguments {
     std::string runFolder = Daemon::defaultRunFolder();
     std::string what;
     std::string interface;
-    std::vector<std::string> words;
     bool json = false;
     WatchOptions watch;
 };
@@ -51,27 +55,13 @@ void show(const Daemon& daemon, const Arguments& arguments) {
     }
 }
 
-void checkTimes(const Daemon& daemon, const Command& command) {
-    if (!BridgeTimes().take(command)) {
-        return;
-    }
-    BridgeTimes times = BridgeTimes::read(daemon);
-    times.take(command);
-    const std::string rule = times.brokenRule();
-    if (!rule.empty()) {
-        throw Refused(commandWords(command) + ": " + rule + "; change another of the times first");
-    }
-}
-
 // The path of a command from a command line.
 void applyWords(const Daemon& daemon, const std::vector<std::string>& words) {
     const Command command = parseCommand(words);
-    checkInterface(command);
-    checkTimes(daemon, command);
-    Pacer pacer;
-    pacer.before(Pacer::workOf(command));
-    applyCommand(daemon, command);
-    pacer.end();
+    if (!interfaceOf(command).empty()) {
+        unitOf(interfaceOf(command));
+    }
+    applyAlone(daemon, command);
 }
 
 void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
@@ -86,22 +76,20 @@ void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
 }
 
 // A command whose words are its own: the same parser reads them from a file.
-void addConfiguring(CLI::App& app, Arguments& arguments, const Daemon& daemon,
-                    const CommandHelp& help) {
+void addWords(CLI::App& app, const CommandHelp& help, const WordsAction& act) {
     CLI::App* command = app.add_subcommand(help.name, help.summary);
     command->prefix_command();
     command->formatter_fn([help](const CLI::App*, const std::string&, CLI::AppFormatMode) {
         return "mstp " + help.name + ": " + help.summary + "\n\nUsage: " + help.usage + "\n\n" +
                help.details;
     });
-    command->callback([&, command] {
-        arguments.words = command->remaining();
-        if (std::find(arguments.words.begin(), arguments.words.end(), "--help") !=
-            arguments.words.end()) {
+    command->callback([command, act] {
+        std::vector<std::string> words = command->remaining();
+        if (std::find(words.begin(), words.end(), "--help") != words.end()) {
             throw CLI::CallForHelp();
         }
-        arguments.words.insert(arguments.words.begin(), command->get_name());
-        applyWords(daemon, arguments.words);
+        words.insert(words.begin(), command->get_name());
+        act(words);
     });
 }
 
@@ -128,8 +116,9 @@ int run(int argc, char** argv) {
     app.parse_complete_callback([&] { daemon = Daemon(arguments.runFolder); });
     addShow(app, arguments, daemon);
     for (const CommandHelp& help : configuringHelp()) {
-        addConfiguring(app, arguments, daemon, help);
+        addWords(app, help, [&](const auto& words) { applyWords(daemon, words); });
     }
+    addWords(app, getHelp(), [&](const auto& words) { getWords(std::cout, daemon, words); });
     addWatch(app, arguments, daemon);
 
     try {

@@ -47,7 +47,7 @@ Setting words(Object object, const char* name, uint32_t attribute, std::vector<W
 }
 
 Setting action(const char* name, uint32_t attribute, Access access, const char* help) {
-    return {PORT, name, attribute, Kind::Word, access, help, 0, 0, 1, {{"on", 1}, {"off", 2}}};
+    return {PORT, name, attribute, Kind::OnOff, access, help};
 }
 
 Setting readOnly(Object object, const char* name, uint32_t attribute, Kind kind, const char* help) {

@@ -72,7 +72,7 @@ std::string rangeText(const Setting& setting) {
     case Kind::Text:
         return "up to " + std::to_string(setting.maximum) + " characters";
     case Kind::Mac:
-        return "xx:xx:xx:xx:xx:xx";
+        return "xx:xx:xx:xx:xx:xx of a station";
     case Kind::Vlans:
         return "[+|-]LIST like 10-19,100";
     case Kind::Word:
