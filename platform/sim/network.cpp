@@ -2,32 +2,34 @@
 // that the loop asked for and wakes the daemon when it ends or when something becomes readable,
 // whichever comes first. An iteration then runs as on a switch: due timers, one frame, one command,
 // one link datagram.
+//
+// Events of the same moment run in the order in which they were made, and nothing else decides
+// anything: no address, no clock of the machine, no library's random numbers.
 
 #include "network.h"
 
-#include <linux/netlink.h>
-#include <linux/rtnetlink.h>
-
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
+
+#include "platform/interfaces.h"
 
 namespace sim {
 
-static constexpr uint64_t BOOT_TIME =
-    1'000'000'000; // an up-time of 0 would mean a port that is down
-static constexpr uint16_t LINK_OPERATIONAL_STATE = 16;
-static constexpr uint8_t LINK_DOWN = 2;
-static constexpr uint8_t LINK_UP = 6;
+// An up-time of 0 would mean a port that is down.
+static constexpr uint64_t BOOT_TIME = 1'000'000'000;
 
 // No daemon here may touch the socket or the restore file of one that runs on this machine.
-Network::Network() {
+Network::Network(uint64_t seed) : m_random(seed) {
     setenv("MSTP_RUN_DIR", "/nonexistent", 0);
     setNow(BOOT_TIME);
 }
 
 Network::~Network() {
+    m_observers.clear();
     for (auto& node : m_nodes) {
-        if (node->context.bridges != nullptr) {
+        if (node->state != NodeState::Off) {
             swapIn(*node);
             mstpRelease();
         }
@@ -35,11 +37,107 @@ Network::~Network() {
     sim::swapIn(nullptr);
 }
 
+void Network::addObserver(Observer* observer) {
+    m_observers.push_back(observer);
+}
+
+void Network::removeObserver(Observer* observer) {
+    m_observers.erase(std::remove(m_observers.begin(), m_observers.end(), observer),
+                      m_observers.end());
+}
+
+// ---- events
+
+// The heap's top is the event that runs next.
+static constexpr auto LATER = [](const auto& a, const auto& b) {
+    return a.time != b.time ? a.time > b.time : a.order > b.order;
+};
+
+void Network::push(const Event& event) {
+    m_events.push_back(event);
+    m_events.back().order = m_order++;
+    std::push_heap(m_events.begin(), m_events.end(), LATER);
+}
+
+uint64_t Network::nextTime() const {
+    return m_events.empty() ? UINT64_MAX : m_events.front().time;
+}
+
+bool Network::runNext(uint64_t end) {
+    if (nextTime() > end) {
+        return false;
+    }
+    std::pop_heap(m_events.begin(), m_events.end(), LATER);
+    const Event event = m_events.back();
+    m_events.pop_back();
+    m_time = event.time;
+    setNow(BOOT_TIME + m_time);
+    pass(event);
+    return true;
+}
+
+void Network::pass(const Event& event) {
+    switch (event.kind) {
+    case EventKind::Wake:
+        if (m_nodes[event.index]->wakeGeneration == event.generation) {
+            iterate(event.index);
+        }
+        return;
+    case EventKind::Arrival:
+        arrive(event.index);
+        return;
+    case EventKind::Work: {
+        const std::function<void()> work = std::move(m_work[event.index]);
+        m_work[event.index] = nullptr;
+        m_freeWork.push_back(event.index);
+        work();
+        return;
+    }
+    }
+}
+
+void Network::at(uint64_t time, std::function<void()> work) {
+    uint32_t index = 0;
+    if (m_freeWork.empty()) {
+        index = static_cast<uint32_t>(m_work.size());
+        m_work.emplace_back();
+    } else {
+        index = m_freeWork.back();
+        m_freeWork.pop_back();
+    }
+    m_work[index] = std::move(work);
+    push({std::max(time, m_time), 0, 0, index, EventKind::Work});
+}
+
+void Network::run(uint64_t microseconds) {
+    const uint64_t end = m_time + microseconds;
+    setNow(BOOT_TIME + m_time);
+    while (runNext(end)) {
+    }
+    m_time = end;
+    setNow(BOOT_TIME + m_time);
+}
+
+bool Network::runUntilSettled(uint64_t quiet, uint64_t limit) {
+    const uint64_t start = m_time;
+    while (true) {
+        const uint64_t settled = std::max(m_lastChange, start) + quiet;
+        const uint64_t end = std::min(settled, start + limit);
+        if (!runNext(end)) {
+            run(end - m_time);
+            return settled <= start + limit;
+        }
+    }
+}
+
+// ---- daemons
+
 void Network::swapIn(Node& node) {
     gMstp = node.context;
     mstpTimeProcessEnable = node.timeProcessEnable;
     mstpRestoring = node.restoring;
     sim::swapIn(&node.sw);
+    setNow(BOOT_TIME + m_time);
 }
 
 void Network::swapOut(Node& node) {
@@ -48,115 +146,141 @@ void Network::swapOut(Node& node) {
     node.restoring = mstpRestoring;
 }
 
-void Network::at(uint64_t time, std::function<void()> work) {
-    m_events.push({time, m_order++, std::move(work)});
-}
-
-uint32_t Network::addNode(const NodeOptions& options) {
+uint32_t Network::declareNode(const NodeOptions& options) {
     const auto number = static_cast<uint32_t>(m_nodes.size());
     m_nodes.push_back(std::make_unique<Node>());
     Node& node = *m_nodes.back();
     node.options = options;
     node.sw.systemMac = options.mac;
     node.sw.recordCalls = false;
-    node.sw.onSend = [this, number](const Frame& frame) { send(number, frame); };
-    sim::swapIn(&node.sw);
-    mstpInit(options.name.c_str(), 0, 0, 0, 1, options.xstLimit, options.portLimit);
-    mstpLoopInit(node.loop.get());
-    node.running = true;
-    swapOut(node);
-    swapIn(node);
-    sleep(number);
+    watchSwitch(number);
     return number;
 }
 
-uint32_t Network::addLink(LinkEnd a, LinkEnd b, uint32_t speed, uint64_t delay) {
-    Link link;
-    link.ends[0] = a;
-    link.ends[1] = b;
-    link.delay = delay;
-    for (const LinkEnd& end : link.ends) {
-        m_nodes[end.node]->sw.add(end.unit).speed = speed;
-    }
-    m_links.push_back(link);
-    return static_cast<uint32_t>(m_links.size() - 1);
+uint32_t Network::addNode(const NodeOptions& options) {
+    const uint32_t number = declareNode(options);
+    start(number);
+    return number;
 }
 
-// A new-link message as the platform's kernel sends it: header, link header, operational state.
-static std::vector<uint8_t> linkMessage(uint32_t unit, bool up) {
-    std::vector<uint8_t> bytes(NLMSG_LENGTH(sizeof(ifinfomsg)) + RTA_SPACE(1));
-    nlmsghdr header = {};
-    header.nlmsg_len = static_cast<uint32_t>(bytes.size());
-    header.nlmsg_type = RTM_NEWLINK;
-    ifinfomsg info = {};
-    info.ifi_index = static_cast<int>(unit);
-    rtattr attribute = {};
-    attribute.rta_len = RTA_LENGTH(1);
-    attribute.rta_type = LINK_OPERATIONAL_STATE;
-    memcpy(bytes.data(), &header, sizeof header);
-    memcpy(bytes.data() + NLMSG_HDRLEN, &info, sizeof info);
-    memcpy(bytes.data() + NLMSG_LENGTH(sizeof info), &attribute, sizeof attribute);
-    bytes[NLMSG_LENGTH(sizeof info) + sizeof attribute] = up ? LINK_UP : LINK_DOWN;
-    return bytes;
-}
-
-void Network::tellLink(LinkEnd end, bool up) {
-    Node& node = *m_nodes[end.node];
-    node.sw.interfaces[end.unit].up = up;
-    node.sw.linkMessages.push_back(linkMessage(end.unit, up));
-    wake(end.node);
-}
-
-void Network::setLink(uint32_t number, bool up) {
-    Link& link = m_links[number];
-    link.up = up;
-    link.generation++;
-    tellLink(link.ends[0], up);
-    tellLink(link.ends[1], up);
-}
-
-void Network::kill(uint32_t number) {
-    m_nodes[number]->running = false;
-    m_nodes[number]->wakeGeneration++;
-}
-
-void Network::send(uint32_t from, const Frame& frame) {
-    for (uint32_t number = 0; number < m_links.size(); number++) {
-        const Link& link = m_links[number];
-        for (uint32_t side = 0; side < 2; side++) {
-            if (link.ends[side].node != from || link.ends[side].unit != frame.unit || !link.up) {
-                continue;
-            }
-            const LinkEnd to = link.ends[1 - side];
-            const uint64_t generation = link.generation;
-            at(now() + link.delay, [this, to, number, generation, bytes = frame.bytes] {
-                Node& node = *m_nodes[to.node];
-                if (m_links[number].generation != generation || !node.running ||
-                    !node.sw.interfaces[to.unit].attached) {
-                    return;
-                }
-                m_carried++;
-                Frame arrived;
-                arrived.unit = to.unit;
-                arrived.bytes = bytes;
-                node.sw.received.push_back(std::move(arrived));
-                wake(to.node);
-            });
+void Network::watchSwitch(uint32_t number) {
+    Switch& sw = m_nodes[number]->sw;
+    sw.onSend = [this, number](const Frame& frame) {
+        Node& node = *m_nodes[number];
+        node.counters.framesSent++;
+        const auto plug = node.plugs.find(frame.unit);
+        if (plug != node.plugs.end()) {
+            inject(plug->second.link, plug->second.end, frame.bytes);
         }
+    };
+    sw.onState = [this, number](uint32_t group, uint32_t unit, uint32_t before) {
+        stateChanged(number, group, unit, before);
+    };
+    sw.onFlush = [this, number](uint32_t unit, uint32_t attribute,
+                                const std::vector<uint8_t>& vlans) {
+        flushed(number, unit, attribute, vlans);
+    };
+    sw.onTrace = [this, number](const std::string& line) {
+        tell([&](Observer& observer) { observer.traced(m_time, number, line); });
+    };
+    sw.onPass = [this, number](uint32_t events) {
+        m_nodes[number]->counters.passes++;
+        m_nodes[number]->rolesMayDiffer = true;
+        tell([&](Observer& observer) { observer.driverPassed({m_time, number, events}); });
+    };
+    sw.onPost = [this, number](uint32_t events) {
+        m_nodes[number]->counters.posts++;
+        m_nodes[number]->rolesMayDiffer = true;
+        tell([&](Observer& observer) { observer.workPosted({m_time, number, events}); });
+    };
+}
+
+bool Network::start(uint32_t number) {
+    Node& node = *m_nodes[number];
+    if (node.state != NodeState::Off) {
+        return false;
     }
+    const NodeOptions& options = node.options;
+    sim::swapIn(&node.sw);
+    setNow(BOOT_TIME + m_time);
+    mstpTimeProcessEnable = 0;
+    mstpRestoring = 0;
+    if (mstpInit(options.name.c_str(), 0, 0, 0, 1, options.xstLimit, options.portLimit) != 0) {
+        return false;
+    }
+    node.loop = std::make_unique<tMstpLoop>();
+    mstpLoopInit(node.loop.get());
+    node.state = NodeState::Running;
+    node.incarnation++;
+    node.roles.assign(static_cast<size_t>(options.portLimit) * options.xstLimit, 0);
+    swapOut(node);
+    tell([&](Observer& observer) { observer.nodeChanged(m_time, number, NodeChange::Started); });
+    on(number, [&] {
+        if (options.configure) {
+            options.configure(*this, number);
+        }
+    });
+    return true;
+}
+
+void Network::crash(uint32_t number) {
+    Node& node = *m_nodes[number];
+    if (node.state == NodeState::Off) {
+        return;
+    }
+    swapIn(node);
+    mstpRelease();
+    node.context = {};
+    node.loop.reset();
+    node.state = NodeState::Off;
+    node.wakeGeneration++;
+    node.sw.received.clear();
+    node.sw.linkMessages.clear();
+    node.sw.requests.clear();
+    node.sw.replies.clear();
+    for (auto& [unit, interface] : node.sw.interfaces) {
+        interface.attached = false;
+    }
+    sim::swapIn(nullptr);
+    tell([&](Observer& observer) { observer.nodeChanged(m_time, number, NodeChange::Crashed); });
+    for (const auto& done : std::exchange(node.waiting, {})) {
+        done({});
+    }
+}
+
+bool Network::restart(uint32_t number) {
+    crash(number);
+    return start(number);
+}
+
+void Network::hang(uint32_t number, uint64_t microseconds) {
+    Node& node = *m_nodes[number];
+    if (node.state == NodeState::Off) {
+        return;
+    }
+    if (node.state == NodeState::Running) {
+        tell([&](Observer& observer) { observer.nodeChanged(m_time, number, NodeChange::Hung); });
+    }
+    node.state = NodeState::Hung;
+    node.hungUntil = std::max(node.hungUntil, m_time + microseconds);
+    at(m_time + microseconds, [this, number, incarnation = node.incarnation] {
+        Node& same = *m_nodes[number];
+        if (same.incarnation != incarnation || same.state != NodeState::Hung ||
+            same.hungUntil > m_time) {
+            return;
+        }
+        same.state = NodeState::Running;
+        tell(
+            [&](Observer& observer) { observer.nodeChanged(m_time, number, NodeChange::Resumed); });
+        wake(number);
+    });
 }
 
 void Network::wake(uint32_t number) {
     Node& node = *m_nodes[number];
-    if (!node.running) {
-        return;
+    if (node.state == NodeState::Running) {
+        push({m_time, 0, ++node.wakeGeneration, number, EventKind::Wake});
     }
-    const uint64_t generation = ++node.wakeGeneration;
-    at(now(), [this, number, generation] {
-        if (m_nodes[number]->wakeGeneration == generation) {
-            iterate(number);
-        }
-    });
 }
 
 // With the daemon swapped in: asks its loop how long it would wait, and sleeps that long.
@@ -164,45 +288,147 @@ void Network::sleep(uint32_t number) {
     Node& node = *m_nodes[number];
     const int32_t ready = mstpLoopWait(node.loop.get());
     const uint64_t wait = ready > 0 ? 0 : static_cast<uint64_t>(node.sw.waitMicroseconds);
-    const uint64_t generation = ++node.wakeGeneration;
-    at(now() + wait, [this, number, generation] {
-        if (m_nodes[number]->wakeGeneration == generation) {
-            iterate(number);
-        }
-    });
+    push({m_time + wait, 0, ++node.wakeGeneration, number, EventKind::Wake});
 }
 
 void Network::iterate(uint32_t number) {
     Node& node = *m_nodes[number];
-    if (!node.running) {
+    if (node.state != NodeState::Running) {
         return;
     }
     swapIn(node);
     const int32_t ready = mstpLoopWait(node.loop.get());
+    const uint64_t allocated = allocations();
     mstpLoopServe(node.loop.get(), ready);
+    node.counters.allocations += allocations() - allocated;
+    node.counters.iterations++;
     sleep(number);
     swapOut(node);
+    if (node.rolesMayDiffer || ready > 0) {
+        compareRoles(number);
+    }
+    answerRequests(number);
 }
 
-void Network::on(uint32_t number, const std::function<void()>& work) {
+bool Network::on(uint32_t number, const std::function<void()>& work) {
     Node& node = *m_nodes[number];
+    if (node.state == NodeState::Off) {
+        return false;
+    }
     swapIn(node);
     work();
-    if (node.running) {
+    if (node.state == NodeState::Running) {
         sleep(number);
     }
     swapOut(node);
+    compareRoles(number);
+    return true;
 }
 
-void Network::run(uint64_t microseconds) {
-    const uint64_t end = now() + microseconds;
-    while (!m_events.empty() && m_events.top().time <= end) {
-        const Event event = m_events.top();
-        m_events.pop();
-        setNow(event.time);
-        event.work();
+void Network::later(uint32_t number, uint64_t microseconds, std::function<void()> work) {
+    const uint64_t incarnation = m_nodes[number]->incarnation;
+    at(m_time + microseconds, [this, number, incarnation, work = std::move(work)] {
+        if (m_nodes[number]->incarnation == incarnation) {
+            on(number, work);
+        }
+    });
+}
+
+void Network::request(uint32_t number, const std::vector<uint8_t>& message,
+                      std::function<void(const std::vector<uint8_t>& reply)> done) {
+    Node& node = *m_nodes[number];
+    if (node.state == NodeState::Off) {
+        done({});
+        return;
     }
-    setNow(end);
+    const auto length = static_cast<uint32_t>(message.size());
+    std::vector<uint8_t> bytes(sizeof length);
+    memcpy(bytes.data(), &length, sizeof length);
+    bytes.insert(bytes.end(), message.begin(), message.end());
+    node.sw.requests.push_back(std::move(bytes));
+    node.waiting.push_back(std::move(done));
+    wake(number);
+}
+
+// A request is done when the daemon has closed its connection.
+void Network::answerRequests(uint32_t number) {
+    Node& node = *m_nodes[number];
+    while (!node.waiting.empty() && node.waiting.size() > node.sw.requests.size()) {
+        const auto done = std::move(node.waiting.front());
+        node.waiting.erase(node.waiting.begin());
+        std::vector<uint8_t> reply;
+        if (!node.sw.replies.empty()) {
+            reply = std::move(node.sw.replies.front());
+            node.sw.replies.erase(node.sw.replies.begin());
+        }
+        reply.erase(reply.begin(), reply.begin() + std::min<ptrdiff_t>(4, std::ssize(reply)));
+        done(reply);
+    }
+}
+
+// ---- what a daemon did
+
+void Network::compareRoles(uint32_t number) {
+    Node& node = *m_nodes[number];
+    node.rolesMayDiffer = false;
+    const tMstp& context = node.context;
+    for (uint32_t p = 0; p < context.portLimit; p++) {
+        const tMstpPort& port = context.ports[p];
+        for (uint32_t i = 0; i < context.xstLimit; i++) {
+            const tMstpXstPort& xstPort = port.xstPorts[i];
+            const bool there = port.state == MSTP_SLOT_IN_USE && xstPort.state == MSTP_SLOT_IN_USE;
+            const uint8_t after = there ? xstPort.role : 0;
+            uint8_t& told = node.roles[p * context.xstLimit + i];
+            if (after == told) {
+                continue;
+            }
+            const RoleEvent event = {m_time, number, port.unit, i, told, after};
+            told = after;
+            m_lastChange = m_time;
+            tell([&](Observer& observer) { observer.roleChanged(event); });
+        }
+    }
+}
+
+// With the daemon swapped in.
+static uint32_t instanceOfGroup(uint32_t group) {
+    for (uint32_t i = 0; gMstp.xsts != nullptr && i < gMstp.xstLimit; i++) {
+        if (gMstp.xsts[i].rowStatus != 0 && gMstp.xsts[i].stgId == group) {
+            return gMstp.xsts[i].xstId;
+        }
+    }
+    return 0;
+}
+
+void Network::stateChanged(uint32_t number, uint32_t group, uint32_t unit, uint32_t before) {
+    m_lastChange = m_time;
+    const uint32_t after = m_nodes[number]->sw.groups[group].states[unit];
+    const StateEvent event = {m_time, number, unit, group, instanceOfGroup(group), before, after};
+    tell([&](Observer& observer) { observer.stateChanged(event); });
+}
+
+void Network::flushed(uint32_t number, uint32_t unit, uint32_t attribute,
+                      const std::vector<uint8_t>& vlans) {
+    FlushEvent event = {m_time, number, unit, attribute, &vlans, 0};
+    if (attribute == KEL_IF_FLUSH_MAC) {
+        event.forgotten = m_nodes[number]->addresses.flush(unit, vlans);
+    }
+    tell([&](Observer& observer) { observer.flushed(event); });
+}
+
+// ---- looking
+
+uint32_t Network::role(uint32_t number, uint32_t instance, uint32_t unit) const {
+    const tMstp& context = m_nodes[number]->context;
+    for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
+        const tMstpPort& port = context.ports[p];
+        if (port.state != MSTP_SLOT_IN_USE || port.unit != unit || instance >= context.xstLimit) {
+            continue;
+        }
+        const tMstpXstPort& xstPort = port.xstPorts[instance];
+        return xstPort.state == MSTP_SLOT_IN_USE ? xstPort.role : 0;
+    }
+    return 0;
 }
 
 } // namespace sim

@@ -173,6 +173,9 @@ int32_t kelIfSetApi(uint32_t unit, uint32_t attribute, void* value) {
     const std::string name = "kelIfSetApi:" + std::to_string(attribute);
     if (attribute >= KEL_IF_FLUSH_MAC && attribute <= KEL_IF_FLUSH_ARL) {
         const auto* list = static_cast<const octetstring*>(value);
+        if (here().onFlush) {
+            here().onFlush(unit, attribute, {octetBytes(list), octetBytes(list) + list->len});
+        }
         return record(name, " unit=%u vlans=%s", unit,
                       recordedVlans(octetBytes(list), list->len).c_str());
     }
@@ -316,6 +319,14 @@ int32_t stgShrProtocolDel(uint32_t stgId) {
     return result;
 }
 
+static uint32_t& groupOf(uint32_t vlan) {
+    std::vector<uint32_t>& groups = here().groupOfVlan;
+    if (groups.size() <= vlan) {
+        groups.resize(vlan + 1);
+    }
+    return groups[vlan];
+}
+
 static int32_t changeVlans(const char* name, uint32_t stgId, const uint8_t* bitmap, uint32_t length,
                            bool add) {
     const int32_t result = record(name, " stg=%u vlans=%s length=%u", stgId,
@@ -328,10 +339,13 @@ static int32_t changeVlans(const char* name, uint32_t stgId, const uint8_t* bitm
         if (!bitListTst(bitmap, bit)) {
             continue;
         }
+        uint32_t& holder = groupOf(bit + 1);
         if (add) {
             bitListSet(vlans.data(), bit);
+            holder = stgId;
         } else {
             bitListClr(vlans.data(), bit);
+            holder = holder == stgId ? 0 : holder;
         }
     }
     return 0;
@@ -348,10 +362,16 @@ int32_t stgShrProtocolVlanDel(uint32_t stgId, const uint8_t* bitmap, uint32_t le
 int32_t stgShrProtocolPortStateSet(uint32_t stgId, uint32_t unit, uint32_t state) {
     const int32_t result =
         record("stgShrProtocolPortStateSet", " stg=%u unit=%u state=%u", stgId, unit, state);
-    if (result == 0) {
-        here().groups[stgId].states[unit] = state;
+    if (result != 0) {
+        return result;
     }
-    return result;
+    uint32_t& held = here().groups[stgId].states[unit];
+    const uint32_t before = held;
+    held = state;
+    if (before != state && here().onState) {
+        here().onState(stgId, unit, before);
+    }
+    return 0;
 }
 
 // ---- notifications and the debug channel
@@ -372,7 +392,6 @@ int32_t sendStpTopoChgTrap(uint32_t xstId, uint32_t unit, uint32_t state) {
 }
 
 void NM_DEBUG_OUTPUT(const char* text) {
-    here().debugOutput += text;
     std::string line = text;
     static const std::string prefix = "[MSTP]:info=";
     if (line.compare(0, prefix.size(), prefix) == 0) {
@@ -381,6 +400,11 @@ void NM_DEBUG_OUTPUT(const char* text) {
     if (line.size() >= 2 && line.compare(line.size() - 2, 2, "\n\r") == 0) {
         line.erase(line.size() - 2);
     }
+    if (here().onTrace) {
+        here().onTrace(line);
+        return;
+    }
+    here().debugOutput += text;
     here().traces.push_back(line);
 }
 

@@ -70,6 +70,16 @@ struct Switch {
     std::map<int32_t, void (*)()> signals; ///< what the daemon does on a signal, by its number
     int64_t waitMicroseconds = 0;          ///< time-out of the last select
 
+    std::vector<uint32_t> groupOfVlan; ///< by VLAN: the group that holds it, 0 = none
+
+    // Whoever watches the switch; all may be empty.
+    std::function<void(uint32_t group, uint32_t unit, uint32_t before)> onState;
+    std::function<void(uint32_t unit, uint32_t attribute, const std::vector<uint8_t>& vlans)>
+        onFlush;
+    std::function<void(const std::string& line)> onTrace; ///< takes a debug line
+    std::function<void(uint32_t events)> onPass;          ///< a driver pass begins
+    std::function<void(uint32_t events)> onPost;          ///< work was posted to the loop
+
     /// Adds (or finds) an interface; its name is "port" and the unit, its number the unit.
     Interface& add(uint32_t unit);
 

@@ -25,8 +25,10 @@ Simulation::Simulation(const Topology& topology) : m_topology(topology) {
         m_network.addNode(options);
     }
     for (const PaperLink& link : m_topology.links) {
+        sim::LinkOptions options;
+        options.speed = link.speed;
         m_network.addLink({link.bridges[0], link.units[0]}, {link.bridges[1], link.units[1]},
-                          link.speed);
+                          options);
     }
     for (uint32_t b = 0; b < m_topology.bridges.size(); b++) {
         configure(b);
