@@ -24,10 +24,53 @@ std::string versionWord(uint32_t version) {
     return wordOf({"none", "stp", "rstp", "mstp"}, version);
 }
 
+std::string capableWord(uint32_t capable) {
+    return wordOf({"none", "802.1D-1998", "802.1w", "802.1D-2004", "802.1s", "802.1Q", "unknown"},
+                  capable);
+}
+
+std::string bridgeTypeWord(uint32_t type) {
+    return wordOf({"customer", "provider"}, type);
+}
+
+std::string pathCostWord(uint32_t method) {
+    return wordOf({"-", "short", "long"}, method);
+}
+
+std::string rowStatusWord(uint32_t status) {
+    return wordOf({"-", "active", "not-in-service", "not-ready"}, status);
+}
+
+std::string protectionWord(uint32_t protection) {
+    static const char* const words[] = {"bpdu-guard", "root", "loop", "topology-change"};
+    std::string text;
+    for (uint32_t bit = 0; bit < 4; bit++) {
+        if ((protection & (1U << bit)) != 0) {
+            text += (text.empty() ? "" : ",") + std::string(words[bit]);
+        }
+    }
+    return text.empty() ? "-" : text;
+}
+
 template <class... Values> static std::string format(const char* text, Values... values) {
     char buffer[64];
     snprintf(buffer, sizeof buffer, text, values...);
     return buffer;
+}
+
+std::string durationWord(uint32_t seconds) {
+    const uint32_t minutes = seconds / 60;
+    const uint32_t hours = minutes / 60;
+    if (hours >= 24) {
+        return format("%ud%02uh", hours / 24, hours % 24);
+    }
+    if (hours > 0) {
+        return format("%uh%02um", hours, minutes % 60);
+    }
+    if (minutes > 0) {
+        return format("%um%02us", minutes, seconds % 60);
+    }
+    return format("%us", seconds);
 }
 
 std::string bridgeIdWord(const std::vector<uint8_t>& id) {

@@ -10,6 +10,16 @@
 std::string roleWord(uint32_t role);
 std::string stateWord(uint32_t state);
 std::string versionWord(uint32_t version);
+std::string capableWord(uint32_t capable);
+std::string bridgeTypeWord(uint32_t type);
+std::string pathCostWord(uint32_t method);
+std::string rowStatusWord(uint32_t status);
+
+/// "root,loop": the holds of MSTP_PROTECTION_* bits; "-" for none.
+std::string protectionWord(uint32_t protection);
+
+/// "5s", "3m20s", "5h12m", "2d03h": the two largest units.
+std::string durationWord(uint32_t seconds);
 
 /// "32768.0011-2233-4455": priority with the instance, then the MAC address.
 std::string bridgeIdWord(const std::vector<uint8_t>& id);
