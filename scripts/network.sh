@@ -126,5 +126,5 @@ net_down() {
 
 # "PORT INSTANCE ROLE STATE" a line, of one switch.
 net_roles() {
-    net_mstp "$1" show ports | awk 'NR > 2 { print $1, $2, $3, $4 }'
+    net_mstp "$1" show ports | awk 'NR > 2 { if (!NF) exit; print $1, $2, $3, $4 }'
 }

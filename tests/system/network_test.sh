@@ -113,7 +113,7 @@ net_mstp s1 port del to-s2
 roles=$(net_roles s1 | awk '{ print $1 }' | sort -u | xargs)
 check "a port that is taken out is no longer shown" "to-s3 to-s4" "$roles"
 net_mstp s1 instance del 2
-instances=$(net_mstp s1 show instances | awk 'NR > 2 { print $1 }' | xargs)
+instances=$(net_mstp s1 show instances | awk 'NR > 2 { if (!NF) exit; print $1 }' | xargs)
 check "an instance that is removed is no longer shown" "0 1" "$instances"
 
 reports=$(cat "$NET_RUN"/*/log 2>/dev/null | grep -E 'Sanitizer|runtime error' | head -5)

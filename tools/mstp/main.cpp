@@ -14,7 +14,7 @@
 #include "help.h"
 #include "model.h"
 #include "rules.h"
-#include "show.h"
+#include "show_command.h"
 #include "watch.h"
 
 namespace {
@@ -25,33 +25,20 @@ using WordsAction = std::function<void(const std::vector<std::string>&)>;
 
 struct Arguments {
     std::string runFolder = Daemon::defaultRunFolder();
-    std::string what;
     std::string interface;
-    bool json = false;
+    ShowOptions show;
     WatchOptions watch;
 };
 
-void show(const Daemon& daemon, const Arguments& arguments) {
-    const Snapshot snapshot = readSnapshot(daemon);
-    if (arguments.json) {
-        showJson(std::cout, snapshot);
-    } else if (arguments.what == "bridge") {
-        showBridge(std::cout, snapshot);
-    } else if (arguments.what == "region") {
-        showRegion(std::cout, snapshot);
-    } else if (arguments.what == "instances") {
-        showInstances(std::cout, snapshot);
-    } else if (arguments.what == "ports") {
-        showPorts(std::cout, snapshot);
-    } else if (arguments.what == "counters") {
-        showCounters(std::cout, snapshot);
-    } else if (arguments.what == "port") {
-        if (!showPort(std::cout, snapshot, unitOf(arguments.interface))) {
-            throw Refused("\"" + arguments.interface +
-                          "\" is no port of the bridge; add it with \"mstp port add\"");
-        }
-    } else {
-        showAll(std::cout, snapshot);
+void show(const Daemon& daemon, Arguments& arguments) {
+    const bool onePort = arguments.show.form == "port";
+    if (onePort == arguments.interface.empty()) {
+        throw WrongForm("show: only \"port\" takes an interface, and needs one");
+    }
+    arguments.show.unit = onePort ? unitOf(arguments.interface) : 0;
+    if (!runShow(std::cout, daemon, arguments.show)) {
+        throw Refused("\"" + arguments.interface +
+                      "\" is no port of the bridge; add it with \"mstp port add\"");
     }
 }
 
@@ -67,11 +54,13 @@ void applyWords(const Daemon& daemon, const std::vector<std::string>& words) {
 void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
     CLI::App* command = app.add_subcommand("show", "show what the daemon knows");
     command
-        ->add_option("what", arguments.what,
+        ->add_option("what", arguments.show.form,
                      "bridge, region, instances, ports, port IFACE or counters; all without it")
-        ->check(CLI::IsMember({"bridge", "region", "instances", "ports", "port", "counters"}));
+        ->check(CLI::IsMember(showForms()));
     command->add_option("interface", arguments.interface, "the port to show");
-    command->add_flag("--json", arguments.json, "everything, as JSON");
+    command->add_flag("--json", arguments.show.json, "as JSON");
+    command->add_option("--color", arguments.show.colour, "auto, always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
     command->callback([&] { show(daemon, arguments); });
 }
 

@@ -1,36 +1,28 @@
 #pragma once
 
-/// What the client prints of a snapshot.
-
-#include <ostream>
-#include <string>
-#include <vector>
+/// What the client shows of a snapshot, each form written once for every writer. A form needs the
+/// parts of the snapshot that are named here.
 
 #include "model.h"
+#include "writer.h"
 
-/// A table whose columns are as wide as what stands in them.
-class Table {
-  public:
-    explicit Table(std::vector<std::string> heads) : m_heads(std::move(heads)) {}
-    void add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
-    void print(std::ostream& out, const std::string& indent = "  ") const;
+/// PART_BRIDGE
+void showBridge(Writer& writer, const Snapshot& snapshot);
 
-  private:
-    std::vector<std::string> m_heads;
-    std::vector<std::vector<std::string>> m_rows;
-};
+/// PART_REGION
+void showRegion(Writer& writer, const Snapshot& snapshot);
 
-void showBridge(std::ostream& out, const Snapshot& snapshot);
-void showRegion(std::ostream& out, const Snapshot& snapshot);
-void showInstances(std::ostream& out, const Snapshot& snapshot);
-void showPorts(std::ostream& out, const Snapshot& snapshot);
-void showCounters(std::ostream& out, const Snapshot& snapshot);
+/// PART_INSTANCES
+void showInstances(Writer& writer, const Snapshot& snapshot);
 
-/// One port in every instance. @return false if it is none of the bridge's ports
-bool showPort(std::ostream& out, const Snapshot& snapshot, uint32_t unit);
+/// PART_INSTANCES, PART_PORTS, PART_INSTANCE_PORTS
+void showPorts(Writer& writer, const Snapshot& snapshot);
 
-/// All of it at a glance.
-void showAll(std::ostream& out, const Snapshot& snapshot);
+/// PART_PORTS
+void showCounters(Writer& writer, const Snapshot& snapshot);
 
-/// The same as JSON; the keys are stable.
-void showJson(std::ostream& out, const Snapshot& snapshot);
+/// One port in every instance; the parts of showPorts().
+void showPort(Writer& writer, const Snapshot& snapshot, const PortView& port);
+
+/// All of it.
+void showAll(Writer& writer, const Snapshot& snapshot);

@@ -36,7 +36,7 @@ using Roles = std::map<std::pair<uint32_t, uint32_t>, std::pair<uint32_t, uint32
 
 static Roles look(const Daemon& daemon) {
     Roles roles;
-    for (const InstancePortView& view : readRoles(daemon)) {
+    for (const InstancePortView& view : readTree(daemon).instancePorts) {
         roles[{view.unit, view.instance}] = {view.role, view.state};
     }
     return roles;
