@@ -7,6 +7,7 @@
 #include "mstp_nm.h"
 #include "mstp_port_timers_state_machine.h"
 #include "test_bridge.h"
+#include "test_objects.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -32,21 +33,29 @@ uint32_t get(uint32_t attribute, uint32_t unit = UNIT) {
     return value;
 }
 
-std::string offer(uint32_t attribute, uint32_t value, uint32_t flag) {
+int32_t sync(uint32_t attribute, uint32_t value, uint32_t unit = UNIT) {
+    return mstpPortSyncApi(unit, attribute, &value);
+}
+
+std::string offer(uint32_t attribute, uint32_t value, uint32_t flag, uint32_t unit = UNIT) {
     char text[96];
-    snprintf(text, sizeof text, "kelHwIfSync unit=%u attribute=0x%x value=%u flag=0x%x", UNIT,
+    snprintf(text, sizeof text, "kelHwIfSync unit=%u attribute=0x%x value=%u flag=0x%x", unit,
              0x4040000 + attribute, value, flag);
     return text;
 }
 
-/// A bridge with one port, of which nothing is recorded yet.
+/// A bridge with one port, of which nothing is recorded or posted yet.
 class PortManagement : public testing::Test {
   protected:
     PortManagement() {
         port = bridge.addUpPort(UNIT);
         bridge.sw.forget();
         bridge.bridge->event = IDLE;
+        timerStop(&gMstp.timerList, &gMstp.msgTimer);
     }
+
+    static bool posted() { return objects::armed(gMstp.msgTimer); }
+
     TestBridge bridge;
     tMstpPort* port;
 };
@@ -71,8 +80,8 @@ const SettableRow SETTABLE[] = {
     {"AdminPointToPointOff", MSTP_PORT_ADMINPOINTTOPOINT, 2,
      [](auto* p) { return p->adminPointToPointMAC; }, 0, 2},
     {"ProtocolMigration", MSTP_PORT_PROTOCOLMIGRATION, 1, [](auto* p) { return p->mcheck; }, 1, 1},
-    {"SnoopingEnable", MSTP_PORT_BPDUSNOOPINGENABLE, 1, [](auto* p) { return p->snoopingEnable; },
-     1, 1},
+    {"SnoopingEnable", MSTP_PORT_BPDUSNOOPINGENABLE, 5, [](auto* p) { return p->snoopingEnable; },
+     5, 5},
 };
 
 class PortSettable : public PortManagement, public testing::WithParamInterface<SettableRow> {
@@ -130,6 +139,39 @@ TEST_P(PortSettable, UnknownPortIsRefusedUnoffered) {
 
 INSTANTIATE_TEST_SUITE_P(Attributes, PortSettable, testing::ValuesIn(SETTABLE), RowName());
 
+// ---- switches, both ways
+
+struct SwitchRow {
+    const char* name;
+    uint32_t attribute;
+    std::function<uint32_t(const tMstpPort*)> field;
+};
+
+const SwitchRow SWITCHES[] = {
+    {"AdminEdge", MSTP_PORT_ADMINEDGE, [](auto* p) { return p->adminEdge; }},
+    {"AdminPointToPoint", MSTP_PORT_ADMINPOINTTOPOINT,
+     [](auto* p) { return p->adminPointToPointMAC; }},
+    {"BpduFiltering", MSTP_PORT_BPDUFILTERING, [](auto* p) { return p->filtering; }},
+};
+
+class PortSwitch : public PortManagement, public testing::WithParamInterface<SwitchRow> {};
+
+TEST_P(PortSwitch, SwitchedOffReadsFalse) {
+    set(GetParam().attribute, MSTP_TRUE);
+    EXPECT_EQ(set(GetParam().attribute, MSTP_FALSE), 0);
+    EXPECT_EQ(GetParam().field(port), 0U);
+    EXPECT_EQ(get(GetParam().attribute), MSTP_FALSE);
+}
+
+TEST_P(PortSwitch, SwitchedOnReadsTrue) {
+    set(GetParam().attribute, MSTP_FALSE);
+    EXPECT_EQ(set(GetParam().attribute, MSTP_TRUE), 0);
+    EXPECT_EQ(GetParam().field(port), 1U);
+    EXPECT_EQ(get(GetParam().attribute), MSTP_TRUE);
+}
+
+INSTANTIATE_TEST_SUITE_P(Attributes, PortSwitch, testing::ValuesIn(SWITCHES), RowName());
+
 // ---- attributes that can only be read
 
 struct ReadOnlyRow {
@@ -140,10 +182,17 @@ struct ReadOnlyRow {
 };
 
 const ReadOnlyRow READ_ONLY[] = {
-    {"OperMacEnable", MSTP_PORT_OPERMACENABLE, [](auto* p) { p->operMacEnabled = 1; }, 1},
+    {"OperMacEnable", MSTP_PORT_OPERMACENABLE, [](auto* p) { p->operMacEnabled = 7; }, 7},
+    {"OperMacEnableZero", MSTP_PORT_OPERMACENABLE, [](auto* p) { p->operMacEnabled = 0; }, 0},
     {"UpTime", MSTP_PORT_UPTIME, [](auto* p) { p->upTime = 4711; }, 4711},
-    {"OperPathCost", MSTP_PORT_OPERPATHCOST, [](auto* p) { mstpCistPort(p)->operPathCost = 20000; },
-     20000},
+    {"OperPathCost", MSTP_PORT_OPERPATHCOST,
+     [](auto* p) {
+         p->operPathCost = 111;
+         mstpCistPort(p)->adminPathCost = 222;
+         mstpCistPort(p)->pathCost = 333;
+         mstpCistPort(p)->operPathCost = 444;
+     },
+     444},
     {"OperEdgeOn", MSTP_PORT_OPEREDGE, [](auto* p) { p->operEdge = 1; }, 1},
     {"OperEdgeOff", MSTP_PORT_OPEREDGE, [](auto* p) { p->operEdge = 0; }, 2},
     {"AutoEdgeOn", MSTP_PORT_AUTOEDGE, [](auto* p) { p->autoEdge = 1; }, 1},
@@ -241,10 +290,29 @@ TEST_F(PortManagement, FilteringIsSetWithoutThePlatform) {
     bridge.sw.results["kelHwIfSync"] = 5;
     EXPECT_EQ(set(MSTP_PORT_BPDUFILTERING, MSTP_TRUE), 0);
     EXPECT_EQ(port->filtering, 1);
-    EXPECT_EQ(get(MSTP_PORT_BPDUFILTERING), MSTP_TRUE);
-    EXPECT_EQ(set(MSTP_PORT_BPDUFILTERING, MSTP_FALSE), 0);
-    EXPECT_EQ(get(MSTP_PORT_BPDUFILTERING), MSTP_FALSE);
     EXPECT_THAT(bridge.sw.calls, IsEmpty());
+}
+
+TEST_F(PortManagement, FilteringIsSyncedWithoutThePlatformToo) {
+    bridge.sw.results["kelHwIfSync"] = 5;
+    EXPECT_EQ(sync(MSTP_PORT_BPDUFILTERING, MSTP_TRUE), 0);
+    EXPECT_EQ(port->filtering, 1);
+    EXPECT_THAT(bridge.sw.calls, IsEmpty());
+}
+
+TEST_F(PortManagement, SnoopingIsTheNumberThatWasSet) {
+    for (const uint32_t value : {1U, 2U, 0U}) {
+        EXPECT_EQ(set(MSTP_PORT_BPDUSNOOPINGENABLE, value), 0);
+        EXPECT_EQ(port->snoopingEnable, value);
+        EXPECT_EQ(get(MSTP_PORT_BPDUSNOOPINGENABLE), value);
+    }
+}
+
+TEST_F(PortManagement, SnoopingDoesNotInitialiseThePort) {
+    port->rxMstBpdu = 7;
+    set(MSTP_PORT_BPDUSNOOPINGENABLE, 1);
+    EXPECT_EQ(port->rxMstBpdu, 7U);
+    EXPECT_EQ(bridge.bridge->event, IDLE);
 }
 
 // ---- membership of the bridge
@@ -267,13 +335,17 @@ TEST_F(PortManagement, AddedPortIsInitialisedByTheLoop) {
     EXPECT_EQ(bridge.port(ABSENT)->inited, 1);
 }
 
-TEST_F(PortManagement, AddingASecondPortDoesNotPostAgain) {
-    mstpSendMsg(MSTP_MSG_NULL);
-    bridge.bridge->event = MSTP_EVENT_INIT_PORTS;
-    timerStop(&gMstp.timerList, &gMstp.msgTimer);
+TEST_F(PortManagement, AddingAPortWakesTheLoop) {
     bridge.sw.add(ABSENT);
     set(MSTP_PORT_ADMINNONSTP, MSTP_FALSE, ABSENT);
-    EXPECT_FALSE(listLinked(&gMstp.msgTimer.node));
+    EXPECT_TRUE(posted());
+}
+
+TEST_F(PortManagement, AddingASecondPortDoesNotPostAgain) {
+    bridge.bridge->event = MSTP_EVENT_INIT_PORTS;
+    bridge.sw.add(ABSENT);
+    set(MSTP_PORT_ADMINNONSTP, MSTP_FALSE, ABSENT);
+    EXPECT_FALSE(posted());
 }
 
 TEST_F(PortManagement, PortThatCannotBeAddedIsRefused) {
@@ -281,6 +353,29 @@ TEST_F(PortManagement, PortThatCannotBeAddedIsRefused) {
     EXPECT_EQ(set(MSTP_PORT_ADMINNONSTP, MSTP_FALSE, ABSENT), -1);
     EXPECT_EQ(bridge.port(ABSENT), nullptr);
     EXPECT_EQ(bridge.bridge->event, IDLE);
+}
+
+TEST_F(PortManagement, PortThatCannotBeAddedIsOfferedAllTheSame) {
+    bridge.sw.add(ABSENT).protocolUse = std::vector<uint8_t>(18, 0xFF);
+    set(MSTP_PORT_ADMINNONSTP, MSTP_FALSE, ABSENT);
+    EXPECT_THAT(bridge.sw.calls, ElementsAre(offer(MSTP_PORT_ADMINNONSTP, 2, 3, ABSENT)));
+}
+
+TEST_F(PortManagement, SyncOfMembershipIsOfferedWithFlag1AndAddsAndRemovesPorts) {
+    bridge.sw.add(ABSENT);
+    EXPECT_EQ(sync(MSTP_PORT_ADMINNONSTP, MSTP_FALSE, ABSENT), 0);
+    EXPECT_EQ(sync(MSTP_PORT_ADMINNONSTP, MSTP_TRUE), 0);
+    EXPECT_NE(bridge.port(ABSENT), nullptr);
+    EXPECT_EQ(bridge.port(UNIT), nullptr);
+    EXPECT_EQ(bridge.sw.count(offer(MSTP_PORT_ADMINNONSTP, 2, 1, ABSENT)), 1U);
+    EXPECT_EQ(bridge.sw.count(offer(MSTP_PORT_ADMINNONSTP, 1, 1)), 1U);
+}
+
+TEST_F(PortManagement, RemovedPortIsDisabledBeforeItIsDeleted) {
+    bridge.trace(MSTP_DEBUG_OBJECT | MSTP_DEBUG_ACTIVITY);
+    set(MSTP_PORT_ADMINNONSTP, MSTP_TRUE);
+    EXPECT_THAT(objects::portRemovals(bridge),
+                ElementsAre("mstp port port5 disable", "bridge 1 del port port5"));
 }
 
 TEST_F(PortManagement, NonStpTrueRemovesThePort) {
@@ -341,14 +436,13 @@ TEST_F(PortManagement, ProtocolMigrationSensesAnewAndWakesTheMachines) {
               MSTP_PORT_PROTOCOL_MIGRATION_SENSING);
     EXPECT_EQ(port->rcvdSTP, 0);
     EXPECT_EQ(bridge.bridge->event, MSTP_EVENT_FSM);
-    EXPECT_TRUE(listLinked(&gMstp.msgTimer.node));
+    EXPECT_TRUE(posted());
 }
 
 TEST_F(PortManagement, ProtocolMigrationDoesNotPostTwice) {
     bridge.bridge->event = MSTP_EVENT_FSM;
-    timerStop(&gMstp.timerList, &gMstp.msgTimer);
     set(MSTP_PORT_PROTOCOLMIGRATION, MSTP_TRUE);
-    EXPECT_FALSE(listLinked(&gMstp.msgTimer.node));
+    EXPECT_FALSE(posted());
 }
 
 TEST_F(PortManagement, ProtocolMigrationFalseOnlyClearsMcheck) {
@@ -364,6 +458,24 @@ TEST_F(PortManagement, ProtocolMigrationIsRefusedBelowRstp) {
     bridge.bridge->forceVersion = MSTP_FORCE_LEGACYDOT1D1998;
     EXPECT_EQ(set(MSTP_PORT_PROTOCOLMIGRATION, MSTP_TRUE), -1);
     EXPECT_EQ(port->mcheck, 0);
+    EXPECT_EQ(bridge.bridge->event, IDLE);
+}
+
+TEST_F(PortManagement, ProtocolMigrationIsOfferedAlsoWhereTheVersionThenRefusesIt) {
+    bridge.bridge->forceVersion = MSTP_FORCE_LEGACYDOT1D1998;
+    set(MSTP_PORT_PROTOCOLMIGRATION, MSTP_TRUE);
+    EXPECT_THAT(bridge.sw.calls, ElementsAre(offer(MSTP_PORT_PROTOCOLMIGRATION, 1, 3)));
+}
+
+TEST_F(PortManagement, ProtocolMigrationIsTakenFromRstpOn) {
+    bridge.bridge->forceVersion = MSTP_FORCE_DOT1W;
+    EXPECT_EQ(set(MSTP_PORT_PROTOCOLMIGRATION, MSTP_TRUE), 0);
+    EXPECT_EQ(port->mcheck, 1);
+}
+
+TEST_F(PortManagement, ProtocolMigrationThatIsNotAskedForReadsZero) {
+    port->mcheck = 0;
+    EXPECT_EQ(get(MSTP_PORT_PROTOCOLMIGRATION), 0U);
 }
 
 // ---- release of a guarded port
@@ -395,6 +507,30 @@ TEST_F(PortManagement, GuardForwardReleasesAPortHeldWithoutEnd) {
     mstpCistPort(port)->role = MSTP_PORT_ROLE_ROOT;
     EXPECT_EQ(get(MSTP_PORT_PROTECTION), 1U);
     set(MSTP_PORT_GUARDFORWARD, 1);
+    EXPECT_EQ(mstpCistPort(port)->hwState, MSTP_PORT_STATE_FORWARDING);
+}
+
+TEST_F(PortManagement, GuardForwardThatThePlatformRefusesKeepsTheGuard) {
+    arm(&port->bpduGuardTimer);
+    mstpCistPort(port)->role = MSTP_PORT_ROLE_DESIGNATED;
+    bridge.sw.results["kelHwIfSync"] = 6;
+    EXPECT_EQ(set(MSTP_PORT_GUARDFORWARD, 1), 6);
+    EXPECT_EQ(timerRemain(&port->bpduGuardTimer), 1000);
+    EXPECT_EQ(mstpCistPort(port)->hwState, MSTP_PORT_STATE_DISCARDING);
+}
+
+TEST_F(PortManagement, GuardForwardNeedsNoValue) {
+    arm(&port->bpduGuardTimer);
+    mstpCistPort(port)->role = MSTP_PORT_ROLE_DESIGNATED;
+    EXPECT_EQ(mstpPortSetApi(UNIT, MSTP_PORT_GUARDFORWARD, nullptr), 0);
+    EXPECT_EQ(mstpCistPort(port)->hwState, MSTP_PORT_STATE_FORWARDING);
+}
+
+TEST_F(PortManagement, GuardForwardThroughTheSyncEntryIsOfferedWithFlag1AndReleasesThePort) {
+    arm(&port->bpduGuardTimer);
+    mstpCistPort(port)->role = MSTP_PORT_ROLE_DESIGNATED;
+    EXPECT_EQ(sync(MSTP_PORT_GUARDFORWARD, 1), 0);
+    EXPECT_EQ(bridge.sw.calls.at(0), offer(MSTP_PORT_GUARDFORWARD, 1, 1));
     EXPECT_EQ(mstpCistPort(port)->hwState, MSTP_PORT_STATE_FORWARDING);
 }
 

@@ -90,15 +90,37 @@ TEST_F(XstManagement, AnInstanceThatIsNotActiveIsSetWithoutAReset) {
     EXPECT_FALSE(wasReset(MSTI));
 }
 
-TEST_F(XstManagement, ChangesAreOfferedWithTheirFlag) {
-    uint32_t value = 8192;
-    mstpXstSetApi(MSTI, MSTP_XST_BRIDGEPRIORITY, &value);
-    mstpXstSyncApi(MSTI, MSTP_XST_BRIDGEPRIORITY, &value);
-    EXPECT_EQ(bridge.sw.count("kelHwMstpXstSync xst=2 attribute=0x6dcc002 value=8192 flag=0x3"),
-              1U);
-    EXPECT_EQ(bridge.sw.count("kelHwMstpXstSync xst=2 attribute=0x6dcc002 value=8192 flag=0x1"),
-              1U);
+TEST_F(XstManagement, RootProtectionIsSyncedLikeItIsSet) {
+    uint32_t value = MSTP_TRUE;
+    EXPECT_EQ(mstpXstSyncApi(MSTI, MSTP_XST_ROOTPROTECTION, &value), 0);
+    EXPECT_EQ(bridge.xst(MSTI)->rootProtection, 1);
+    EXPECT_TRUE(wasReset(MSTI));
 }
+
+class XstOffer : public XstManagement, public testing::WithParamInterface<uint32_t> {
+  protected:
+    uint32_t countOffers(const char* flag) const {
+        char text[96];
+        snprintf(text, sizeof text, "kelHwMstpXstSync xst=2 attribute=0x%x value=1 flag=%s",
+                 0x6dcc000 + GetParam(), flag);
+        return bridge.sw.count(text);
+    }
+    uint32_t value = 1;
+};
+
+TEST_P(XstOffer, OfASetCarriesFlag3) {
+    mstpXstSetApi(MSTI, GetParam(), &value);
+    EXPECT_EQ(countOffers("0x3"), 1U);
+}
+
+TEST_P(XstOffer, OfASyncCarriesFlag1) {
+    mstpXstSyncApi(MSTI, GetParam(), &value);
+    EXPECT_EQ(countOffers("0x1"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Attributes, XstOffer,
+                         testing::Values(MSTP_XST_BRIDGEPRIORITY, MSTP_XST_ROWSTATUS,
+                                         MSTP_XST_ROOTPROTECTION));
 
 TEST_F(XstManagement, VlanListsAreOfferedAsOctets) {
     Octets list({0x80});
@@ -141,9 +163,14 @@ const NumberRow NUMBERS[] = {
      [](auto* x) { x->timeSinceTopologyChange = 1234; }, 1234},
     {"TopologyChangesCount", MSTP_XST_TOPOLOGYCHANGESCOUNT,
      [](auto* x) { x->topologyChangesCount = 42; }, 42},
-    {"TopologyChangeFlag", MSTP_XST_TOPOLOGYCHANGEFLAG, [](auto* x) { x->topologyChange = 1; }, 1},
+    {"TopologyChangeFlagSet", MSTP_XST_TOPOLOGYCHANGEFLAG, [](auto* x) { x->topologyChange = 1; },
+     1},
+    {"TopologyChangeFlagClear", MSTP_XST_TOPOLOGYCHANGEFLAG, [](auto* x) { x->topologyChange = 0; },
+     0},
     {"RemainingHops", MSTP_XST_REMAININGHOPS, [](auto* x) { x->rootTimes.remainingHops = 13; }, 13},
-    {"RowStatus", MSTP_XST_ROWSTATUS, [](auto*) {}, MSTP_ACTIVE},
+    {"RowStatusActive", MSTP_XST_ROWSTATUS, [](auto*) {}, MSTP_ACTIVE},
+    {"RowStatusOutOfService", MSTP_XST_ROWSTATUS, [](auto* x) { x->rowStatus = MSTP_NOTINSERVICE; },
+     MSTP_NOTINSERVICE},
 };
 
 class XstNumber : public XstManagement, public testing::WithParamInterface<NumberRow> {};
