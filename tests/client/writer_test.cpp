@@ -59,7 +59,7 @@ TEST(TextTable, PutsNumbersToTheRightAlsoBesideWhatIsUnknown) {
     TextWriter text(out, false, false);
     Writer& writer = text;
     writer.table("things", "Things", "none", Detail::Glance, [&] {
-        for (const Value& value : {noValue(), numberValue(12345)}) {
+        for (const Shown& value : {noValue(), numberValue(12345)}) {
             writer.row([&] {
                 writer.field("count", "n", value);
                 writer.field("x", "x", wordValue("y"));

@@ -1,7 +1,7 @@
 #include "get.h"
 
 #include "rules.h"
-#include "show.h"
+#include "text_writer.h"
 
 std::optional<Value> readValue(const Daemon& daemon, const Target& target, const Setting& setting) {
     const auto [selector, keys] = addressOf(target);
@@ -36,15 +36,18 @@ static void getAll(std::ostream& out, const Daemon& daemon, const Target& target
     if (!reason.empty()) {
         throw Refused("get " + targetWords(target) + ": " + reason);
     }
-    Table table({"NAME", "VALUE"});
+    TextTable table;
     for (const Setting& setting : settings()) {
         if (setting.object != target.object || !setting.readable()) {
             continue;
         }
         const auto value = readValue(daemon, target, setting);
-        table.add({setting.name, value ? formatValue(setting, *value) : "-"});
+        std::vector<Cell> row;
+        table.cell(row, "NAME", {setting.name});
+        table.cell(row, "VALUE", {value ? printableText(formatValue(setting, *value)) : "-"});
+        table.add(row);
     }
-    table.print(out, "");
+    table.print(out, false, "");
 }
 
 void getWords(std::ostream& out, const Daemon& daemon, const std::vector<std::string>& words) {

@@ -11,7 +11,7 @@ void JsonWriter::print(std::ostream& out) const {
 
 void JsonWriter::line(const std::string& /*label*/) {}
 
-void JsonWriter::field(const std::string& key, const std::string& /*label*/, const Value& value,
+void JsonWriter::field(const std::string& key, const std::string& /*label*/, const Shown& value,
                        Detail /*detail*/) {
     Json& json = (*m_open.back().json)[key];
     if (const auto* truth = std::get_if<bool>(&value.data)) {

@@ -15,7 +15,7 @@ class JsonWriter : public Writer {
     void print(std::ostream& out) const;
 
     void line(const std::string& label) override;
-    void field(const std::string& key, const std::string& label, const Value& value,
+    void field(const std::string& key, const std::string& label, const Shown& value,
                Detail detail) override;
     void flag(const std::string& key, const std::string& label, bool value, Detail detail) override;
 

@@ -11,28 +11,28 @@ static const char* const NO_PORTS = "none; \"mstp port add IFACE\" makes an inte
 
 // ---- values
 
-static Value truthValue(bool truth, const char* whenTrue, const char* whenFalse) {
+static Shown truthValue(bool truth, const char* whenTrue, const char* whenFalse) {
     return {truth, truth ? whenTrue : whenFalse};
 }
 
-static Value optionalNumber(std::optional<uint32_t> number, const std::string& unit = "") {
+static Shown optionalNumber(std::optional<uint32_t> number, const std::string& unit = "") {
     return number ? numberValue(*number, unit) : noValue();
 }
 
-static Value durationValue(std::optional<uint32_t> seconds, const std::string& ifNone) {
-    return seconds ? Value{*seconds, durationWord(*seconds)} : noValue(ifNone);
+static Shown durationValue(std::optional<uint32_t> seconds, const std::string& ifNone) {
+    return seconds ? Shown{*seconds, durationWord(*seconds)} : noValue(ifNone);
 }
 
 // 0 stands for "by the link's speed".
-static Value adminCostValue(uint32_t cost) {
+static Shown adminCostValue(uint32_t cost) {
     return {cost, cost == 0 ? "auto" : std::to_string(cost)};
 }
 
-static Value bridgeValue(const Octets& id, bool own) {
+static Shown bridgeValue(const Octets& id, bool own) {
     return wordValue(bridgeIdWord(id), own ? "this bridge" : bridgeIdWord(id));
 }
 
-static Value portNameValue(const Snapshot& snapshot, uint32_t unit) {
+static Shown portNameValue(const Snapshot& snapshot, uint32_t unit) {
     if (unit == 0) {
         return noValue();
     }
@@ -122,7 +122,7 @@ void showRegion(Writer& writer, const Snapshot& snapshot) {
 
 // ---- instances
 
-static Value ifRunning(const InstanceView& view, const Value& value) {
+static Shown ifRunning(const InstanceView& view, const Shown& value) {
     return view.running ? value : noValue();
 }
 

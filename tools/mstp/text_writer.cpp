@@ -124,9 +124,10 @@ std::vector<size_t> TextTable::widths() const {
 }
 
 void TextTable::printRow(std::ostream& out, const std::vector<Cell>& row,
-                         const std::vector<size_t>& widths, bool colour) const {
-    std::string line = INDENT;
-    size_t width = INDENT.size();
+                         const std::vector<size_t>& widths, bool colour,
+                         const std::string& indent) const {
+    std::string line = indent;
+    size_t width = indent.size();
     for (size_t i = 0; i + 1 < m_heads.size(); i++) {
         const Cell cell = i < row.size() ? row[i] : Cell();
         const std::string room(widths[i] - textWidth(cell.text), ' ');
@@ -147,11 +148,11 @@ void TextTable::printRow(std::ostream& out, const std::vector<Cell>& row,
     }
 }
 
-void TextTable::print(std::ostream& out, bool colour) const {
+void TextTable::print(std::ostream& out, bool colour, const std::string& indent) const {
     const std::vector<size_t> columns = widths();
-    printRow(out, m_heads, columns, false);
+    printRow(out, m_heads, columns, false, indent);
     for (const auto& row : m_rows) {
-        printRow(out, row, columns, colour);
+        printRow(out, row, columns, colour, indent);
     }
 }
 
@@ -184,7 +185,7 @@ static std::string joined(const std::string& label, const std::string& text) {
     return label + (label.empty() || text.empty() ? "" : " ") + text;
 }
 
-void TextWriter::field(const std::string& /*key*/, const std::string& label, const Value& value,
+void TextWriter::field(const std::string& /*key*/, const std::string& label, const Shown& value,
                        Detail detail) {
     if (!wanted(detail)) {
         return;

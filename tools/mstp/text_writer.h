@@ -30,12 +30,12 @@ class TextTable {
     void cell(std::vector<Cell>& row, const std::string& label, Cell cell);
     void add(const std::vector<Cell>& row) { m_rows.push_back(row); }
     bool empty() const { return m_rows.empty(); }
-    void print(std::ostream& out, bool colour) const;
+    void print(std::ostream& out, bool colour, const std::string& indent = "  ") const;
 
   private:
     std::vector<size_t> widths() const;
     void printRow(std::ostream& out, const std::vector<Cell>& row,
-                  const std::vector<size_t>& widths, bool colour) const;
+                  const std::vector<size_t>& widths, bool colour, const std::string& indent) const;
 
     std::vector<Cell> m_heads;
     std::vector<std::vector<Cell>> m_rows;
@@ -50,7 +50,7 @@ class TextWriter : public Writer {
         : m_out(out), m_full(full), m_colour(colour) {}
 
     void line(const std::string& label) override;
-    void field(const std::string& key, const std::string& label, const Value& value,
+    void field(const std::string& key, const std::string& label, const Shown& value,
                Detail detail) override;
     void flag(const std::string& key, const std::string& label, bool value, Detail detail) override;
 

@@ -1,18 +1,18 @@
 #include "writer.h"
 
-Value numberValue(uint32_t number, const std::string& unit) {
+Shown numberValue(uint32_t number, const std::string& unit) {
     const std::string text = std::to_string(number);
     return {number, unit.empty() ? text : text + " " + unit};
 }
 
-Value wordValue(const std::string& word, Colour colour) {
+Shown wordValue(const std::string& word, Colour colour) {
     return {word, word, colour};
 }
 
-Value wordValue(const std::string& data, const std::string& text, Colour colour) {
+Shown wordValue(const std::string& data, const std::string& text, Colour colour) {
     return {data, text, colour};
 }
 
-Value noValue(const std::string& text) {
+Shown noValue(const std::string& text) {
     return {std::monostate(), text};
 }

@@ -21,20 +21,20 @@ enum class Detail {
 };
 
 /// A value, and how people write it.
-struct Value {
+struct Shown {
     std::variant<std::monostate, bool, uint32_t, std::string> data; ///< monostate = not known
     std::string text;
     Colour colour = Colour::None;
 };
 
 /// A number, with its unit in text.
-Value numberValue(uint32_t number, const std::string& unit = "");
+Shown numberValue(uint32_t number, const std::string& unit = "");
 
 /// Text, which may say more to people than @p data.
-Value wordValue(const std::string& word, Colour colour = Colour::None);
-Value wordValue(const std::string& data, const std::string& text, Colour colour = Colour::None);
+Shown wordValue(const std::string& word, Colour colour = Colour::None);
+Shown wordValue(const std::string& data, const std::string& text, Colour colour = Colour::None);
 
-Value noValue(const std::string& text = "-");
+Shown noValue(const std::string& text = "-");
 
 class Writer {
   public:
@@ -81,7 +81,7 @@ class Writer {
     /// In an object: the next fields stand in a line of their own, which begins with @p label.
     virtual void line(const std::string& label) = 0;
 
-    virtual void field(const std::string& key, const std::string& label, const Value& value,
+    virtual void field(const std::string& key, const std::string& label, const Shown& value,
                        Detail detail = Detail::Glance) = 0;
 
     /// A truth. At a glance text has its label, and only when it is true.
