@@ -61,6 +61,11 @@ TEST_F(PortWalk, SkipsPortsWhoseStateIsFree) {
     EXPECT_EQ(unit, 7U);
 }
 
+TEST_F(PortWalk, SkipsPortsWhoseStateIsFreeOnItsWay) {
+    bridge.port(7)->state = MSTP_SLOT_FREE;
+    EXPECT_EQ(after(3), 12U);
+}
+
 TEST_F(PortWalk, IncludesDisabledPorts) {
     mstpBridgePortDisable(bridge.port(7));
     EXPECT_EQ(after(3), 7U);
@@ -138,6 +143,12 @@ TEST_F(XstWalk, SkipsFreeSlotsAtItsBeginning) {
     EXPECT_EQ(xstId, 2U);
 }
 
+TEST_F(XstWalk, SkipsFreeSlotsOnItsWay) {
+    mstpXstDisable(bridge.xst(2));
+    mstpXstDelete(bridge.xst(2));
+    EXPECT_EQ(after(0), 5U);
+}
+
 // ---- instance ports
 
 class XstPortWalk : public testing::Test {
@@ -193,6 +204,17 @@ TEST_F(XstPortWalk, SkipsInstancePortsWhoseStateIsFree) {
     tMstpXstPortIndex index = {};
     mstpXstPortGetFirst(&index);
     EXPECT_EQ(Key(index.xstId, index.unit), Key(0, 7));
+}
+
+TEST_F(XstPortWalk, SkipsInstancePortsWhoseStateIsFreeOnItsWay) {
+    bridge.xstPort(0, 7)->state = MSTP_SLOT_FREE;
+    EXPECT_EQ(after(0, 3), Key(2, 3));
+}
+
+TEST_F(XstPortWalk, SkipsInstancesWithoutPortsOnItsWay) {
+    mstpXstDisable(bridge.xst(2));
+    bridge.xst(2)->rowStatus = MSTP_NOTINSERVICE;
+    EXPECT_EQ(after(0, 7), Key(5, 3));
 }
 
 TEST_F(XstPortWalk, IncludesDisabledInstancePorts) {
@@ -252,6 +274,8 @@ const uint8_t BETTER_ROOT[] = {0,  0, 2, 2, 0x3C,                         // fla
 std::vector<std::string> followBetterRoot(bool trap) {
     TestBridge bridge;
     bridge.addUpPort(3);
+    uint32_t on = MSTP_TRUE;
+    mstpGeneralSetApi(0, MSTP_GEN_TRAP, &on);
     uint32_t value = trap ? MSTP_TRUE : MSTP_FALSE;
     mstpGeneralSetApi(0, MSTP_GEN_TRAP, &value);
     bridge.advance(10);

@@ -74,17 +74,6 @@ TEST_F(XstPortManagement, AdminPathCostIsTheCostUntilItIsZero) {
     EXPECT_EQ(xstPort->pathCost, xstPort->operPathCost);
 }
 
-TEST_F(XstPortManagement, ChangesAreOfferedFirstWithTheirFlag) {
-    uint32_t value = 16;
-    mstpXstPortSetApi(&index, MSTP_XSTPORT_PRIORITY, &value);
-    EXPECT_EQ(bridge.sw.calls.at(0),
-              "kelHwMstpXstPortSync xst=2 unit=5 attribute=0x8d0800b value=16 flag=0x3");
-    bridge.sw.forget();
-    mstpXstPortSyncApi(&index, MSTP_XSTPORT_ADMINPATHCOST, &value);
-    EXPECT_EQ(bridge.sw.calls.at(0),
-              "kelHwMstpXstPortSync xst=2 unit=5 attribute=0x8d0800c value=16 flag=0x1");
-}
-
 TEST_F(XstPortManagement, ASetSelectsRolesAnew) {
     for (const uint32_t attribute : {MSTP_XSTPORT_PRIORITY, MSTP_XSTPORT_ADMINPATHCOST}) {
         bridge.bridge->event = 0;
@@ -93,7 +82,34 @@ TEST_F(XstPortManagement, ASetSelectsRolesAnew) {
     }
 }
 
-class XstPortSettable : public XstPortManagement, public testing::WithParamInterface<uint32_t> {};
+class XstPortSettable : public XstPortManagement, public testing::WithParamInterface<uint32_t> {
+  protected:
+    static std::string offer(const char* flag) {
+        char text[96];
+        snprintf(text, sizeof text,
+                 "kelHwMstpXstPortSync xst=2 unit=5 attribute=0x%x value=48 flag=%s",
+                 0x8d08000 + GetParam(), flag);
+        return text;
+    }
+
+    int32_t sync(uint32_t value) { return mstpXstPortSyncApi(&index, GetParam(), &value); }
+};
+
+TEST_P(XstPortSettable, SetIsOfferedFirstWithFlag3) {
+    set(GetParam(), 48);
+    EXPECT_EQ(bridge.sw.calls.at(0), offer("0x3"));
+}
+
+TEST_P(XstPortSettable, SyncIsOfferedFirstWithFlag1) {
+    sync(48);
+    EXPECT_EQ(bridge.sw.calls.at(0), offer("0x1"));
+}
+
+TEST_P(XstPortSettable, SyncIsStoredLikeASet) {
+    EXPECT_EQ(sync(48), 0);
+    EXPECT_EQ(get(GetParam()), 48U);
+    EXPECT_TRUE(restarted());
+}
 
 TEST_P(XstPortSettable, PlatformRefusalIsPassedBackAndTheValueStays) {
     bridge.sw.results["kelHwMstpXstPortSync"] = 23;
@@ -129,6 +145,12 @@ class XstPortReadOnly : public XstPortManagement, public testing::WithParamInter
 TEST_P(XstPortReadOnly, SetIsRefusedUnofferedAndStillRestartsTheInstancePort) {
     Octets octets = Octets::room(8);
     EXPECT_EQ(mstpXstPortSetApi(&index, GetParam(), octets.value()), -1);
+    EXPECT_THAT(bridge.sw.calls, Each(Not(StartsWith("kelHwMstpXstPortSync"))));
+    EXPECT_TRUE(restarted());
+}
+
+TEST_P(XstPortReadOnly, SyncIsRefusedUnofferedAndStillRestartsTheInstancePort) {
+    Octets octets = Octets::room(8);
     EXPECT_EQ(mstpXstPortSyncApi(&index, GetParam(), octets.value()), -1);
     EXPECT_THAT(bridge.sw.calls, Each(Not(StartsWith("kelHwMstpXstPortSync"))));
     EXPECT_TRUE(restarted());
@@ -152,7 +174,14 @@ const NumberRow NUMBERS[] = {
      [](auto* xp) { xp->portPriority.extRootPathCost = 2000; }, 2000},
     {"InternalRootCost", MSTP_XSTPORT_INTERALROOTCOST,
      [](auto* xp) { xp->portPriority.intRootPathCost = 200; }, 200},
-    {"OperPathCost", MSTP_XSTPORT_OPERPATHCOST, [](auto* xp) { xp->operPathCost = 20000; }, 20000},
+    {"OperPathCost", MSTP_XSTPORT_OPERPATHCOST,
+     [](auto* xp) {
+         xp->host->operPathCost = 111;
+         xp->adminPathCost = 222;
+         xp->pathCost = 333;
+         xp->operPathCost = 444;
+     },
+     444},
     {"ProtectionNone", MSTP_XSTPORT_PROTECTION, [](auto*) {}, 0},
     {"ProtectionGuard", MSTP_XSTPORT_PROTECTION, [](auto* xp) { arm(&xp->host->bpduGuardTimer); },
      1},

@@ -141,12 +141,65 @@ TEST_F(XstVlanManagement, InstanceWithoutAGroupIsGivenItsVlansAllTheSame) {
     EXPECT_EQ(bridge.sw.calls.size(), 2U);
 }
 
-TEST(XstVlansWithoutCist, AreAddedToTheInstanceAlone) {
-    TestBridge lone(TestBridgeOptions{.withCist = false});
-    lone.addInstance(MSTI);
-    lone.sw.forget();
+TEST_F(XstVlanManagement, VlansLeaveACistWithoutAGroupInItsListOnly) {
+    bridge.xst(CIST)->stgId = 0;
+    EXPECT_EQ(add(MSTI, Octets::vlans({10}, 2)), 0);
+    EXPECT_EQ(vlans(CIST), "1-9,11-4094");
+    EXPECT_EQ(bridge.sw.count("stgShrProtocolVlanAdd stg=2 vlans=10 length=2"), 1U);
+    EXPECT_EQ(bridge.sw.calls.size(), 2U); // the offer and that
+}
+
+TEST_F(XstVlanManagement, VlansAddedToTheCistStayThereInListAndGroup) {
+    EXPECT_EQ(add(CIST, Octets::vlans({10}, 2)), 0);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=0 attribute=0x6dcc00f value=0040 flag=0x80000003",
+                            "stgShrProtocolVlanDel stg=1 vlans=10 length=2",
+                            "stgShrProtocolVlanAdd stg=1 vlans=10 length=2"));
+    EXPECT_EQ(vlans(CIST), "1-4094");
+    EXPECT_EQ(group(CIST), "1-4094");
+    EXPECT_TRUE(did("msti 0 reset"));
+}
+
+TEST_F(XstVlanManagement, VlanOfAnMstiCannotBeAddedToTheCist) {
+    add(MSTI, Octets::vlans({10}));
+    EXPECT_EQ(add(CIST, Octets::vlans({10})), -1);
+    EXPECT_EQ(vlans(MSTI), "10");
+}
+
+/// A bridge with one MSTI and no CIST.
+class XstVlansWithoutCist : public testing::Test {
+  protected:
+    XstVlansWithoutCist() {
+        bridge.addInstance(MSTI);
+        bridge.sw.forget();
+    }
+    TestBridge bridge{TestBridgeOptions{.withCist = false}};
+};
+
+TEST_F(XstVlansWithoutCist, AreAddedToTheInstanceAlone) {
     EXPECT_EQ(mstpXstSetApi(MSTI, MSTP_XST_VLANLIST, Octets::vlans({10}, 2).value()), 0);
-    EXPECT_EQ(bitListTst(lone.xst(MSTI)->vlanList, 9), true);
+    EXPECT_EQ(bitListTst(bridge.xst(MSTI)->vlanList, 9), true);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=2 attribute=0x6dcc00f value=0040 flag=0x80000003",
+                            "stgShrProtocolVlanAdd stg=1 vlans=10 length=2"));
+}
+
+TEST_F(XstVlansWithoutCist, AreRemovedFromTheInstanceAlone) {
+    mstpXstSetApi(MSTI, MSTP_XST_VLANLIST, Octets::vlans({10, 11}, 2).value());
+    bridge.sw.forget();
+    EXPECT_EQ(mstpXstSetApi(MSTI, MSTP_XST_VLANLISTDEL, Octets::vlans({10}, 2).value()), 0);
+    EXPECT_EQ(sim::vlanText(bridge.xst(MSTI)->vlanList, 512), "11");
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=2 attribute=0x6dcc010 value=0040 flag=0x80000003",
+                            "stgShrProtocolVlanDel stg=1 vlans=10 length=2"));
+}
+
+TEST_F(XstVlanManagement, AddingThroughTheSyncEntryMovesTheVlansToo) {
+    Octets list = Octets::vlans({10});
+    EXPECT_EQ(mstpXstSyncApi(MSTI, MSTP_XST_VLANLIST, list.value()), 0);
+    EXPECT_EQ(vlans(MSTI), "10");
+    EXPECT_EQ(vlans(CIST), "1-9,11-4094");
+    EXPECT_TRUE(did("msti 2 reset"));
 }
 
 TEST_F(XstVlanManagement, AddingIsOfferedThenRefusedBelowMstp) {
@@ -233,6 +286,54 @@ TEST_F(XstVlanManagement, PlatformRefusalOfRemovingIsPassedBackAndResetsTheInsta
     EXPECT_EQ(vlans(MSTI), "10");
 }
 
+TEST_F(XstVlanManagement, RefusedRemovalLeavesTheCallersListWhole) {
+    add(MSTI, Octets::vlans({10}));
+    bridge.sw.results["kelHwMstpXstSync"] = 56;
+    Octets list = Octets::vlans({9, 10, 11}, 2);
+    mstpXstSetApi(MSTI, MSTP_XST_VLANLISTDEL, list.value());
+    EXPECT_THAT(list.bytes(), ElementsAreArray(Octets::vlans({9, 10, 11}, 2).bytes()));
+}
+
+TEST_F(XstVlanManagement, RemovingThroughTheSyncEntryReturnsTheVlansToo) {
+    add(MSTI, Octets::vlans({10, 11}));
+    Octets list = Octets::vlans({10});
+    EXPECT_EQ(mstpXstSyncApi(MSTI, MSTP_XST_VLANLISTDEL, list.value()), 0);
+    EXPECT_EQ(vlans(MSTI), "11");
+    EXPECT_EQ(vlans(CIST), "1-10,12-4094");
+}
+
+TEST_F(XstVlanManagement, VlansOfAnInstanceWithoutAGroupReturnToTheCistsGroup) {
+    add(MSTI, Octets::vlans({10}, 2));
+    bridge.xst(MSTI)->stgId = 0;
+    bridge.sw.forget();
+    EXPECT_EQ(remove(MSTI, Octets::vlans({10}, 2)), 0);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=2 attribute=0x6dcc010 value=0040 flag=0x80000003",
+                            "stgShrProtocolVlanAdd stg=1 vlans=1-16 length=2"));
+    EXPECT_EQ(vlans(CIST), "1-4094");
+}
+
+// The list keeps them, for what leaves an instance comes to the CIST; the group gives them up last.
+TEST_F(XstVlanManagement, VlansRemovedFromTheCistStayInItsListAndLeaveItsGroup) {
+    EXPECT_EQ(remove(CIST, Octets::vlans({10}, 2)), 0);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=0 attribute=0x6dcc010 value=0040 flag=0x80000003",
+                            "stgShrProtocolVlanAdd stg=1 vlans=1-16 length=2",
+                            "stgShrProtocolVlanDel stg=1 vlans=10 length=2"));
+    EXPECT_EQ(vlans(CIST), "1-4094");
+    EXPECT_TRUE(did("msti 0 reset"));
+}
+
+TEST_F(XstVlanManagement, PlatformRefusalResetsNoInstanceThatIsNotActive) {
+    bridge.xst(MSTI)->rowStatus = MSTP_NOTINSERVICE;
+    bridge.sw.results["kelHwMstpXstSync"] = 58;
+    EXPECT_EQ(add(MSTI, Octets::vlans({10})), 58);
+    EXPECT_EQ(remove(MSTI, Octets::vlans({10})), 58);
+    EXPECT_EQ(setRow(MSTI, MSTP_ACTIVE), 58);
+    EXPECT_EQ(bridge.xst(MSTI)->rowStatus, MSTP_NOTINSERVICE);
+    EXPECT_FALSE(did("msti 2 reset"));
+}
+
 // ---- life
 
 TEST_F(XstVlanManagement, CreatedInstanceIsActiveAndHasThePortsAndAGroup) {
@@ -255,9 +356,35 @@ TEST_F(XstVlanManagement, CreatingIsOfferedFirst) {
                 ElementsAre("kelHwMstpXstSync xst=5 attribute=0x6dcc011 value=4 flag=0x3"));
 }
 
-TEST_F(XstVlanManagement, CreatingBeyondTheLimitIsRefused) {
+TEST_F(XstVlanManagement, CreatingBeyondTheLimitIsOfferedThenRefused) {
     EXPECT_EQ(setRow(8, MSTP_CREATEANDGO), -1);
     EXPECT_EQ(setRow(256, MSTP_CREATEANDGO), -1);
+    EXPECT_THAT(bridge.sw.calls,
+                ElementsAre("kelHwMstpXstSync xst=8 attribute=0x6dcc011 value=4 flag=0x3",
+                            "kelHwMstpXstSync xst=256 attribute=0x6dcc011 value=4 flag=0x3"));
+}
+
+TEST_F(XstVlanManagement, CreatingThroughTheSyncEntryMakesTheInstanceToo) {
+    uint32_t value = MSTP_CREATEANDGO;
+    EXPECT_EQ(mstpXstSyncApi(ABSENT, MSTP_XST_ROWSTATUS, &value), 0);
+    ASSERT_NE(bridge.xst(ABSENT), nullptr);
+    EXPECT_EQ(bridge.xst(ABSENT)->rowStatus, MSTP_ACTIVE);
+}
+
+TEST_F(XstVlanManagement, DestroyingThroughTheSyncEntryRemovesTheInstanceToo) {
+    uint32_t value = MSTP_DESTORY;
+    EXPECT_EQ(mstpXstSyncApi(MSTI, MSTP_XST_ROWSTATUS, &value), 0);
+    EXPECT_EQ(bridge.xst(MSTI), nullptr);
+}
+
+TEST_F(XstVlanManagement, LifeBeginsWithoutAReset) {
+    setRow(ABSENT, MSTP_CREATEANDGO);
+    bridge.xst(MSTI)->rowStatus = MSTP_NOTINSERVICE;
+    setRow(MSTI, MSTP_ACTIVE);
+    EXPECT_TRUE(did("msti 5 init"));
+    EXPECT_TRUE(did("msti 2 init"));
+    EXPECT_FALSE(did("msti 5 reset"));
+    EXPECT_FALSE(did("msti 2 reset"));
 }
 
 TEST_F(XstVlanManagement, CreatingAnMstiIsRefusedUnofferedBelowMstp) {
