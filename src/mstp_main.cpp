@@ -30,12 +30,14 @@
 #include "mstp_debug.h"
 #include "mstp_io.h"
 #include "mstp_link_events.h"
+#include "mstp_nm.h"
 #include "mstp_port.h"
 #include "mstp_show.h"
 #include "mstp_xst.h"
 #include "platform/debug.h"
 #include "platform/hardware.h"
 #include "platform/interfaces.h"
+#include "platform/joined_ports.h"
 #include "platform/seam.h"
 #include "platform/signals.h"
 
@@ -117,6 +119,18 @@ static void takeSignals() {
     }
 }
 
+// As if management had asked for it. Before its first initialisation a bridge would only have to
+// drop the port again.
+static int32_t takeJoinedPort(uint32_t unit) {
+    tMstpBridge* bridge = mstpBridgeGet(1);
+    if (bridge == nullptr || bridge->inited == 0 || mstpXstGet(bridge, 0) == nullptr) {
+        return PLATFORM_PORT_LATER;
+    }
+    uint32_t nonStp = MSTP_FALSE;
+    return mstpPortSetApi(unit, MSTP_PORT_ADMINNONSTP, &nonStp) == 0 ? PLATFORM_PORT_TAKEN
+                                                                     : PLATFORM_PORT_REFUSED;
+}
+
 int32_t mstpStart(int32_t argc, char** argv) {
     kelCatchSegFault(argc, argv);
     // Most texts end without a line break and must be seen where standard output is a pipe, too.
@@ -129,6 +143,9 @@ int32_t mstpStart(int32_t argc, char** argv) {
         return -1;
     }
     takeSignals();
+    if (platformOnPortJoined != nullptr) {
+        platformOnPortJoined(takeJoinedPort);
+    }
     const int32_t result =
         mstpInit(argv[1], numberArgument(argc, argv, 2), numberArgument(argc, argv, 3),
                  numberArgument(argc, argv, 4), numberArgument(argc, argv, 5) & 0xFF,

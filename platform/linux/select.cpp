@@ -6,6 +6,7 @@
 
 #include "link_socket.h"
 #include "platform/seam.h"
+#include "service_manager.h"
 #include "signals.h"
 
 namespace {
@@ -49,6 +50,7 @@ int32_t selectNow(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* excep
 
 int32_t platformSelect(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        timeval* timeout) {
+    platform::serviceAlive();
     const int32_t pending = platform::linkSocketPending();
     if (pending < 0 || pending >= nfds || readfds == nullptr || !FD_ISSET(pending, readfds)) {
         return selectServingSignals(nfds, readfds, writefds, exceptfds, timeout);

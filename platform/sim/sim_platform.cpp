@@ -13,6 +13,7 @@
 #include "platform/debug.h"
 #include "platform/hardware.h"
 #include "platform/interfaces.h"
+#include "platform/joined_ports.h"
 #include "platform/notify.h"
 #include "platform/signals.h"
 #include "platform/stg.h"
@@ -126,6 +127,11 @@ uint64_t platformClock() {
 int32_t platformOnSignal(int32_t number, void (*callBack)()) {
     here().signals[number] = callBack;
     return 0;
+}
+
+// Nobody but management gives ports to a simulated bridge; a test plays the somebody.
+void platformOnPortJoined(int32_t (*callBack)(uint32_t unit)) {
+    here().portJoined = callBack;
 }
 
 // ---- interfaces

@@ -52,7 +52,8 @@ struct Switch {
     uint32_t nextGroup = 1;
     uint32_t unitRole = 1;
     bool peerUnit = false;
-    std::map<std::string, int32_t> results; ///< result of a call by name; absent = success
+    int32_t (*portJoined)(uint32_t unit) = nullptr; ///< to be told of ports that join
+    std::map<std::string, int32_t> results;         ///< result of a call by name; absent = success
 
     bool recordCalls = true;
     std::vector<std::string> calls;  ///< what the core told the platform, in order

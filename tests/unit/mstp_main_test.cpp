@@ -7,6 +7,7 @@
 
 #include "mstp_bridge.h"
 #include "mstp_show.h"
+#include "platform/joined_ports.h"
 #include "test_bridge.h"
 
 using testing::Contains;
@@ -367,6 +368,44 @@ TEST_F(CommandLine, SignalUsr2TurnsOffTheTracesThatManagementChose) {
 TEST_F(CommandLine, ARefusedCommandLineTakesNoSignals) {
     start({"mstp-daemon", "sw1"});
     EXPECT_TRUE(sw.signals.empty());
+}
+
+// ---- ports that join the bridge outside the daemon
+
+TEST_F(CommandLine, APortThatJoinsTheBridgeBecomesAPortLikeOneOfManagement) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridge bridge;
+    mstpBridgeInit(bridge.bridge);
+    bridge.sw.add(7);
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_TAKEN);
+    ASSERT_NE(bridge.port(7), nullptr);
+    EXPECT_EQ(bridge.port(7)->portEnabled, 1);
+}
+
+TEST_F(CommandLine, APortThatJoinsABridgeThatIsNotRunningYetIsAskedToComeLater) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridge bridge;
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_LATER);
+    EXPECT_EQ(bridge.port(7), nullptr);
+}
+
+TEST_F(CommandLine, APortThatJoinsABridgeWithoutCommonTreeIsAskedToComeLater) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridgeOptions options;
+    options.withCist = false;
+    TestBridge bridge(options);
+    mstpBridgeInit(bridge.bridge);
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_LATER);
+}
+
+TEST_F(CommandLine, APortThatJoinsAFullBridgeIsRefused) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridgeOptions options;
+    options.portLimit = 1;
+    TestBridge bridge(options);
+    bridge.addUpPort(1);
+    mstpBridgeInit(bridge.bridge);
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_REFUSED);
 }
 
 // ---- small services
