@@ -206,9 +206,12 @@ static int32_t position(uint32_t unit, tPhyIfIndex* result) {
     return 0;
 }
 
-int32_t kelIndexTrans(uint32_t ifindex, uint32_t /*kind*/, void* result) {
+int32_t kelIndexTrans(uint32_t ifindex, uint32_t kind, void* result) {
     const int32_t failure = resultOf("kelIndexTrans");
-    return failure != 0 ? failure : position(ifindex, static_cast<tPhyIfIndex*>(result));
+    if (failure != 0) {
+        return failure;
+    }
+    return kind == KEL_INDEX_POSITION ? position(ifindex, static_cast<tPhyIfIndex*>(result)) : -1;
 }
 
 int32_t sysIndexTrans(uint32_t unit, uint32_t kind, void* result) {

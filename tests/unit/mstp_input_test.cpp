@@ -515,7 +515,10 @@ TEST_F(PeerUnit, MirroredBpduEntersAsIfItHadBeenReceived) {
 }
 
 TEST_F(PeerUnit, MessageOf11BytesIsRefused) {
-    EXPECT_EQ(deliver(Bytes(11)), -1);
+    port->filtering = 1; // whatever reaches the port is dropped there
+    Bytes message = {0, 0, 0, 1, 0, 0, 0, 7, 0, 0, 0, 0};
+    octetstring octets = {reinterpret_cast<int8_t*>(message.data()), 11};
+    EXPECT_EQ(mstpSyncRx(&octets), -1);
 }
 
 TEST_F(PeerUnit, MessageOf12BytesHoldsAnInvalidBpdu) {

@@ -8,6 +8,7 @@
 #include "mstp/enums.h"
 #include "platform/seam.h"
 #include "test_bridge.h"
+#include "test_objects.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -191,6 +192,12 @@ TEST_F(LinkEvents, PortGoneIsRemovedFromTheBridge) {
     EXPECT_TRUE(bridge.sw.traced("bridge 1 del port port5"));
 }
 
+TEST_F(LinkEvents, PortThatIsGoneIsDisabledBeforeItIsDeleted) {
+    process(Message(NEW_LINK, UNIT).attribute(PLATFORM_LINK_PORT_GONE, {}));
+    EXPECT_THAT(objects::portRemovals(bridge),
+                ElementsAre("mstp port port5 disable", "bridge 1 del port port5"));
+}
+
 TEST_F(LinkEvents, PortGoneOfAnInterfaceThatIsNoPortIsIgnored) {
     process(Message(NEW_LINK, MEMBER).attribute(PLATFORM_LINK_PORT_GONE, {}));
     EXPECT_TRUE(untouched());
@@ -329,6 +336,12 @@ TEST_F(LinkEvents, VanishedPortIsRemovedFromTheBridge) {
     EXPECT_EQ(bridge.bridge->portCount, 0);
 }
 
+TEST_F(LinkEvents, VanishedPortIsDisabledBeforeItIsDeleted) {
+    process(Message(DEL_LINK, UNIT));
+    EXPECT_THAT(objects::portRemovals(bridge),
+                ElementsAre("mstp port port5 disable", "bridge 1 del port port5"));
+}
+
 TEST_F(LinkEvents, VanishedInterfaceOfAnotherKindIsIgnored) {
     bridge.sw.interfaces[UNIT].endType = 1;
     process(Message(DEL_LINK, UNIT));
@@ -444,6 +457,15 @@ TEST_F(LinkEvents, AttributeWalkRunsOneHeaderIntoWhatFollows) {
     EXPECT_EQ(bridge.port(UNIT), nullptr);
 }
 
+TEST_F(LinkEvents, AttributeWalkEndsOneHeaderIntoWhatFollows) {
+    // An attribute of 16 bytes fills the space of a message of 32; the next one lies beyond it.
+    const Message message = Message(NEW_LINK, UNIT)
+                                .attribute(99, std::vector<uint8_t>(12))
+                                .attribute(PLATFORM_LINK_PORT_GONE, {});
+    process(message.bytes(20));
+    EXPECT_TRUE(untouched());
+}
+
 TEST_F(LinkEvents, LinkHeaderThatIsNotWholeIsIgnored) {
     std::vector<uint8_t> datagram = Message(DEL_LINK, UNIT).bytes();
     datagram.resize(31);
@@ -460,6 +482,38 @@ TEST_F(LinkEvents, WithoutBridge1NothingIsDone) {
     process(Message(DEL_LINK, VLAN_INTERFACE));
     process(operState(UNIT, DOWN));
     process(Message(NEW_LINK, VLAN_INTERFACE, 0xFFFFFFFF));
+    EXPECT_THAT(bridge.sw.calls, IsEmpty());
+}
+
+/// Two bridges in the pool, each with a CIST; the port is the first bridge's.
+class LinkEventsOfTwoBridges : public testing::Test {
+  protected:
+    LinkEventsOfTwoBridges() {
+        bridge.addUpPort(UNIT);
+        bridge.sw.interfaces[VLAN_INTERFACE].endType = 3;
+        bridge.sw.interfaces[VLAN_INTERFACE].number = 20;
+        tMstpXst* cist = mstpXstAdd(mstpBridgeAdd(2), 0);
+        cist->rowStatus = MSTP_ACTIVE;
+        mstpXstInit(cist);
+        bridge.sw.forget();
+    }
+    TestBridge bridge{TestBridgeOptions{.bridgeLimit = 2}};
+};
+
+TEST_F(LinkEventsOfTwoBridges, FindAVlanInTheFirstBridge) {
+    process(Message(NEW_LINK, VLAN_INTERFACE, 0xFFFFFFFF));
+    process(Message(DEL_LINK, VLAN_INTERFACE));
+    process(vlanMember(UNIT, 20));
+    EXPECT_THAT(bridge.sw.calls, ElementsAre("stgShrProtocolVlanAdd stg=1 vlans=20 length=512",
+                                             "stgShrProtocolVlanDel stg=1 vlans=20 length=512",
+                                             "stgShrProtocolPortStateSet stg=1 unit=5 state=2"));
+}
+
+TEST_F(LinkEventsOfTwoBridges, DoNotFindAVlanOfTheSecondBridge) {
+    bitListClr(bridge.xst(0)->vlanList, 19);
+    process(Message(NEW_LINK, VLAN_INTERFACE, 0xFFFFFFFF));
+    process(Message(DEL_LINK, VLAN_INTERFACE));
+    process(vlanMember(UNIT, 20));
     EXPECT_THAT(bridge.sw.calls, IsEmpty());
 }
 

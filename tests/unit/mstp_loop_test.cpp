@@ -2,6 +2,7 @@
 // work of the bridges.
 
 #include "mstp_bridge.h"
+#include "mstp_io.h"
 #include "mstp_main.h"
 #include "test_bpdu.h"
 #include "test_bridge.h"
@@ -38,6 +39,22 @@ class Loop : public testing::Test {
         frame.bytes.assign(bridge.sw.dataOffset, 0x5A);
         frame.bytes.insert(frame.bytes.end(), bpdu.begin(), bpdu.end());
         bridge.sw.received.push_back(frame);
+    }
+
+    /// The BPDU of the only message that was mirrored to the peer.
+    Bytes mirrored() const {
+        Bytes bytes;
+        for (const std::string& call : bridge.sw.calls) {
+            const size_t at = call.find("value=");
+            if (call.rfind("kelHwScalarSync", 0) != 0 || at == call.npos) {
+                continue;
+            }
+            const size_t end = call.find(' ', at);
+            for (size_t i = at + 6 + 2 * MSTP_SYNC_HEADER_SIZE; i < end; i += 2) {
+                bytes.push_back(static_cast<uint8_t>(std::stoul(call.substr(i, 2), nullptr, 16)));
+            }
+        }
+        return bytes;
     }
 
     void request() { bridge.sw.requests.push_back({25, 0, 0, 0}); }
@@ -196,6 +213,23 @@ TEST_F(Loop, FrameIsNotMirroredWithoutAPeer) {
     EXPECT_THAT(bridge.sw.calls, Not(Contains(testing::StartsWith("kelHwScalarSync"))));
 }
 
+TEST_F(Loop, FrameIsMirroredAlsoDuringAFastMap) {
+    bridge.sw.peerUnit = true;
+    bridge.bridge->isFastMapVlan = 1;
+    receive(testbpdu::tcn());
+    turn();
+    EXPECT_THAT(bridge.sw.calls, Contains(testing::StartsWith("kelHwScalarSync")));
+}
+
+TEST_F(Loop, PreStandardFrameIsMirroredAsItCame) {
+    bridge.sw.peerUnit = true;
+    port->snoopingEnable = 1;
+    const Bytes legacy = testbpdu::legacyMst(1);
+    receive(legacy);
+    turn();
+    EXPECT_EQ(mirrored(), legacy);
+}
+
 TEST_F(Loop, EitherScalarAloneMeansThatThereIsAPeer) {
     for (const char* scalar : {"kelHwScalarGet:53", "kelHwScalarGet:44"}) {
         bridge.sw.forget();
@@ -233,6 +267,65 @@ TEST_F(Loop, StandardFrameOnASnoopingPortIsTakenAsItIsAndTheTurnGoesOn) {
     turn();
     EXPECT_EQ(port->rxRstBpdu, 1U);
     EXPECT_THAT(bridge.sw.requests, IsEmpty());
+}
+
+TEST_F(Loop, PaddedRstFrameOnASnoopingPortIsTakenAsItIs) {
+    port->snoopingEnable = 1;
+    uint32_t expected = 0;
+    for (const size_t size : {37U, 38U, 39U, 43U, 103U, 200U}) {
+        Bytes padded = testbpdu::rst();
+        padded.resize(size);
+        receive(padded);
+        turn();
+        EXPECT_EQ(port->rxRstBpdu, ++expected) << size;
+    }
+}
+
+/// What a port has learnt from its neighbour.
+class Learnt : public Loop {
+  protected:
+    Learnt() {
+        bridge.addInstance(1);
+        bridge.addInstance(2);
+        bridge.advance(10); // the port's machines have left their initial states
+    }
+
+    static Bytes identifier(const tMstpBridgeId& id) { return testbpdu::bytesOf(id); }
+
+    const tMstpPriorityVector& vector(uint32_t xstId) {
+        return bridge.xstPort(xstId, UNIT)->portPriority;
+    }
+};
+
+TEST_F(Learnt, CistOfAPreStandardFrameReachesTheMachines) {
+    port->snoopingEnable = 1;
+    receive(testbpdu::legacyMst(2));
+    turn();
+    EXPECT_EQ(identifier(vector(0).rootId), (Bytes{0x20, 0, 2, 0, 0, 0, 0, 1}));
+    EXPECT_EQ(vector(0).extRootPathCost, 200000U);
+    EXPECT_EQ(identifier(vector(0).rRootId), (Bytes{0x50, 0, 2, 0, 0, 0, 0, 2}));
+    EXPECT_EQ(vector(0).intRootPathCost, 20000U);
+    EXPECT_EQ(identifier(vector(0).designatedBridgeId), (Bytes{0x30, 0, 2, 0, 0, 0, 0, 3}));
+    EXPECT_EQ(testbpdu::bytesOf(vector(0).designatedPortId), (Bytes{0x81, 0x23}));
+}
+
+// The last record is the first that a length too short would cut.
+TEST_F(Learnt, LastMstiOfAPreStandardFrameReachesTheMachines) {
+    port->snoopingEnable = 1;
+    receive(testbpdu::legacyMst(2));
+    turn();
+    EXPECT_EQ(identifier(vector(2).rRootId), (Bytes{0x40, 2, 2, 0, 0, 0, 0x10, 2}));
+    EXPECT_EQ(vector(2).intRootPathCost, 0x00010207U);
+    EXPECT_EQ(identifier(vector(2).designatedBridgeId), (Bytes{0x60, 2, 2, 0, 0, 0, 0, 3}));
+    EXPECT_EQ(testbpdu::bytesOf(vector(2).designatedPortId), (Bytes{0x71, 0x23}));
+    EXPECT_EQ(bridge.xstPort(2, UNIT)->portTimes.remainingHops, 18);
+}
+
+TEST_F(Learnt, PreStandardFrameOfTheSameRegionComesFromTheSameRegion) {
+    port->snoopingEnable = 1;
+    receive(testbpdu::legacyMst(2));
+    turn();
+    EXPECT_EQ(port->rcvdInternal, 1);
 }
 
 TEST_F(Loop, PreStandardFrameIsNotConvertedOnAnotherPort) {
