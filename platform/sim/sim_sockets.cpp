@@ -23,6 +23,7 @@ static constexpr int COMMAND_FD = 903;
 static constexpr int CLIENT_FD = 904;
 
 static size_t clientOffset;
+static uint32_t clientReceives;
 static uint32_t allocationToFail;
 static uint64_t allocationCount;
 
@@ -35,18 +36,24 @@ static std::string nameOf(int fd) {
     return names[fd - PACKET_FD];
 }
 
-// Records a call; gives the result that the test asked for, errno set when it fails.
-static int answer(const std::string& call) {
-    sim::Switch& sw = sim::here();
-    if (sw.recordCalls) {
-        sw.calls.push_back(call);
-    }
-    const auto result = sw.results.find(call.substr(0, call.find(' ')));
+// The result that the test asked for, errno set when it fails.
+static int resultOf(const std::string& name) {
+    const sim::Switch& sw = sim::here();
+    const auto result = sw.results.find(name);
     if (result == sw.results.end() || result->second == 0) {
         return 0;
     }
     errno = EIO;
     return -1;
+}
+
+// Records a call; gives its result.
+static int answer(const std::string& call) {
+    sim::Switch& sw = sim::here();
+    if (sw.recordCalls) {
+        sw.calls.push_back(call);
+    }
+    return resultOf(call.substr(0, call.find(' ')));
 }
 
 void sim::failAllocation(uint32_t nth) {
@@ -137,6 +144,7 @@ int __wrap_accept(int fd, sockaddr* address, socklen_t* length) {
         return -1;
     }
     clientOffset = 0;
+    clientReceives = 0;
     sw.replies.emplace_back();
     return CLIENT_FD;
 }
@@ -145,7 +153,9 @@ ssize_t __wrap_recv(int fd, void* buffer, size_t length, int flags) {
     if (fd != CLIENT_FD) {
         return __real_recv(fd, buffer, length, flags);
     }
-    if (answer("recv:client") != 0) {
+    // A test may also ask for the failure of a connection's first or second receive alone.
+    const std::string which = "recv:client:" + std::to_string(++clientReceives);
+    if (answer("recv:client") != 0 || resultOf(which) != 0) {
         return -1;
     }
     const std::vector<uint8_t>& request = sim::here().requests.front();

@@ -3,15 +3,18 @@
 #include "mstp_command_server.h"
 
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
 
 #include <csignal>
-#include <fstream>
 
 #include "management_request.h"
 #include "management_values.h"
 #include "mstp/enums.h"
 #include "mstp_nm.h"
+#include "restore_file.h"
 #include "test_bridge.h"
 
 using testing::ElementsAre;
@@ -32,17 +35,6 @@ std::string printed(Request& request, void* flag = nullptr) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(process(request, flag), 0);
     return testing::internal::GetCapturedStdout();
-}
-
-std::string restorePath() {
-    char path[MSTP_PATH_SIZE];
-    mstpRunPath(path, "mstpCmd.restore");
-    return path;
-}
-
-std::vector<uint8_t> restoreFile() {
-    std::ifstream file(restorePath(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// A bridge with the CIST, one MSTI and two ports; no restore file.
@@ -225,6 +217,73 @@ TEST_F(Command, GetNextWithAnotherValueTypeComesBackUnchangedButForTheResult) {
     EXPECT_EQ(request.bytes(), expected);
 }
 
+struct WalkRow {
+    const char* name;
+    Request request;
+};
+
+class CommandWalk : public Command, public testing::WithParamInterface<WalkRow> {
+  protected:
+    /// Expects that serving @p request changes nothing in it but the result, which becomes 0.
+    static void expectOnlyTheResult(Request request) {
+        memset(request.bytes().data() + 12, 0x99, 4);
+        std::vector<uint8_t> expected = request.bytes();
+        memset(expected.data() + 12, 0, 4);
+        process(request);
+        EXPECT_EQ(request.bytes(), expected);
+    }
+};
+
+TEST_P(CommandWalk, WithOctetsForAValueEncodesNothing) {
+    expectOnlyTheResult(Request(GetParam().request).octets({1, 2, 3, 4}).room(8));
+}
+
+TEST_P(CommandWalk, WithAPairForAValueEncodesNothing) {
+    expectOnlyTheResult(Request(GetParam().request).pair(0x11111111, 0x22222222).room(8));
+}
+
+TEST_P(CommandWalk, WithAnUnknownTypeOfValueEncodesNothing) {
+    expectOnlyTheResult(Request(GetParam().request).valueHeader(7, 4).room(12));
+}
+
+const WalkRow WALKS[] = {
+    {"PortFirst", Request(MSTP_PORT_GETFIRST, 0).index({0})},
+    {"PortNext", Request(MSTP_PORT_GETNEXT, 0).index({UNIT})},
+    {"XstFirst", Request(MSTP_XST_GETFIRST, 0).index({0})},
+    {"XstNext", Request(MSTP_XST_GETNEXT, 0).index({0})},
+    {"XstPortFirst", Request(MSTP_XSTPORT_GETFIRST, 0).index({0, 0})},
+    {"XstPortNext", Request(MSTP_XSTPORT_GETNEXT, 0).index({0, UNIT})},
+};
+
+INSTANTIATE_TEST_SUITE_P(Tables, CommandWalk, testing::ValuesIn(WALKS), RowName());
+
+// ---- indices
+
+TEST_F(Command, BytesBeforeAnIndexDoNotMatter) {
+    Request request(MSTP_PORT_GETAPI, MSTP_PORT_BPDUSNOOPINGENABLE);
+    request.index({UNIT}).int32(0);
+    memset(request.bytes().data() + 22, 0xAB, 3);
+    EXPECT_EQ(process(request), static_cast<int32_t>(request.bytes().size()));
+    EXPECT_EQ(request.value(), 2U);
+}
+
+TEST_F(Command, BytesBeforeEachOfTwoIndicesDoNotMatter) {
+    Request request(MSTP_XSTPORT_GETAPI, MSTP_XSTPORT_PRIORITY);
+    request.index({MSTI, UNIT}).int32(0);
+    memset(request.bytes().data() + 22, 0xAB, 3);
+    memset(request.bytes().data() + 29, 0xCD, 3);
+    EXPECT_EQ(process(request), static_cast<int32_t>(request.bytes().size()));
+    EXPECT_EQ(request.value(), 128U);
+}
+
+TEST_F(Command, BytesOfTheIndexThatIsNoneDoNotMatter) {
+    Request request(MSTP_GEN_GETAPI, MSTP_GEN_HOLDTIME);
+    request.index({}).int32(0);
+    memset(request.bytes().data() + 22, 0xAB, 7);
+    EXPECT_EQ(process(request), static_cast<int32_t>(request.bytes().size()));
+    EXPECT_EQ(request.value(), 6U);
+}
+
 // ---- values
 
 TEST_F(Command, OctetsAnswerWithTheirOwnLength) {
@@ -269,6 +328,14 @@ TEST_F(Command, PairServesANumberWithItsFirstHalf) {
     EXPECT_EQ(process(request), static_cast<int32_t>(request.bytes().size()));
     EXPECT_EQ(request.value(), 6U);
     EXPECT_EQ(request.numberAt(request.valueOffset() + 8), 0x0A0B0C0DU);
+}
+
+TEST_F(Command, PairSetsANumberWithItsFirstHalf) {
+    Request request(MSTP_GEN_SETAPI, MSTP_GEN_HOLDTIME);
+    request.index({}).pair(9, 3);
+    EXPECT_EQ(process(request), static_cast<int32_t>(request.bytes().size()));
+    EXPECT_EQ(request.result(), 0);
+    EXPECT_EQ(bridge.bridge->txHoldCount, 9);
 }
 
 TEST_F(Command, NumberForAnOctetsAttributeIsRefused) {
@@ -483,6 +550,14 @@ TEST_F(Command, RestoreFileIsMadeWithMode0644) {
     EXPECT_EQ(status.st_mode & 07777, 0644U);
 }
 
+TEST_F(Command, SetThatIsTooShortIsNotRecorded) {
+    Request request(MSTP_GEN_SETAPI, MSTP_GEN_HOLDTIME);
+    request.append({1, 0, 2, 0, 4});
+    ASSERT_EQ(request.bytes().size(), 25U);
+    EXPECT_EQ(printed(request), "\r\n len 25 err!");
+    EXPECT_THAT(restoreFile(), IsEmpty());
+}
+
 TEST_F(Command, ReplayedRequestIsNotRecorded) {
     Request request(MSTP_GEN_SETAPI, MSTP_GEN_HOLDTIME);
     request.index({}).int32(5);
@@ -596,6 +671,20 @@ TEST_F(Connection, HalfARequestIsReportedAndTheConnectionClosed) {
     EXPECT_EQ(bridge.sw.calls.back(), "close:client");
 }
 
+TEST_F(Connection, LengthThatCannotBeReceivedIsReportedAndTheConnectionClosed) {
+    bridge.sw.results["recv:client:1"] = -1;
+    EXPECT_EQ(serve(holdTime().framed()), -1);
+    EXPECT_EQ(errors, "\r\n mstpCmdServer recv buflen failed!: Input/output error\n");
+    EXPECT_EQ(bridge.sw.calls.back(), "close:client");
+}
+
+TEST_F(Connection, RequestThatCannotBeReceivedIsReportedAndTheConnectionClosed) {
+    bridge.sw.results["recv:client:2"] = -1;
+    EXPECT_EQ(serve(holdTime().framed()), -1);
+    EXPECT_EQ(errors, "\r\n mstpCmdServer recv buf failed!: Input/output error\n");
+    EXPECT_EQ(bridge.sw.calls.back(), "close:client");
+}
+
 TEST_F(Connection, LengthAboveTheLimitIsRefusedBeforeAnythingIsRead) {
     for (const uint32_t length : {MSTP_CMD_SIZE + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         bridge.sw.forget();
@@ -653,6 +742,47 @@ TEST_F(Connection, BytesAfterTheRequestAreLeftUnread) {
     bytes.insert(bytes.end(), 100, 0xAA);
     EXPECT_EQ(serve(bytes), 0);
     EXPECT_EQ(bridge.sw.replies.at(0).size(), holdTime().framed().size());
+}
+
+volatile sig_atomic_t pipeSignals;
+
+/// A stream socket of the kernel's and not of the simulated platform.
+int kernelSocket() {
+    return static_cast<int>(syscall(SYS_socket, AF_UNIX, SOCK_STREAM, 0));
+}
+
+/// The daemon listens on a socket of the kernel's, to which one client has connected.
+class KernelConnection : public Connection {
+  protected:
+    KernelConnection() {
+        mstpRunPath(m_address.sun_path, "test.socket");
+        unlink(m_address.sun_path);
+        const auto* address = reinterpret_cast<const sockaddr*>(&m_address);
+        gMstp.cmdSocketFd = kernelSocket();
+        EXPECT_EQ(bind(gMstp.cmdSocketFd, address, sizeof m_address), 0);
+        EXPECT_EQ(listen(gMstp.cmdSocketFd, 1), 0);
+        m_client = kernelSocket();
+        EXPECT_EQ(connect(m_client, address, sizeof m_address), 0);
+    }
+    ~KernelConnection() override { unlink(m_address.sun_path); }
+
+    sockaddr_un m_address = {AF_UNIX, {}};
+    int m_client = -1;
+};
+
+TEST_F(KernelConnection, ClientThatLeavesBeforeTheReplyCostsNoSignal) {
+    pipeSignals = 0;
+    const auto handler = signal(SIGPIPE, [](int) { pipeSignals = 1; });
+    const std::vector<uint8_t> request = holdTime().framed();
+    EXPECT_EQ(send(m_client, request.data(), request.size(), 0),
+              static_cast<ssize_t>(request.size()));
+    close(m_client);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(mstpCmdServer(), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "\r\n mstpCmdServer sendto failed!: Broken pipe\n");
+    signal(SIGPIPE, handler);
+    EXPECT_EQ(pipeSignals, 0);
 }
 
 } // namespace
