@@ -35,6 +35,13 @@ Simulation::Simulation(const Topology& topology) : m_topology(topology) {
     }
 }
 
+static void addPort(uint32_t unit, bool snooping) {
+    uint32_t enable = MSTP_FALSE;
+    expectSet(mstpPortSetApi(unit, MSTP_PORT_ADMINNONSTP, &enable), "port");
+    uint32_t form = snooping ? MSTP_TRUE : MSTP_FALSE;
+    expectSet(mstpPortSetApi(unit, MSTP_PORT_BPDUSNOOPINGENABLE, &form), "snooping");
+}
+
 // Instances first, then the reset that starts the bridge, then its ports.
 void Simulation::configure(uint32_t number) {
     const PaperBridge& bridge = m_topology.bridges[number];
@@ -63,9 +70,7 @@ void Simulation::configure(uint32_t number) {
         for (const PaperLink& link : m_topology.links) {
             for (uint32_t side = 0; side < 2; side++) {
                 if (link.bridges[side] == number) {
-                    uint32_t enable = MSTP_FALSE;
-                    expectSet(mstpPortSetApi(link.units[side], MSTP_PORT_ADMINNONSTP, &enable),
-                              "port");
+                    addPort(link.units[side], link.snooping);
                 }
             }
         }

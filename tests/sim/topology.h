@@ -21,6 +21,7 @@ struct PaperLink {
     std::array<uint32_t, 2> units = {}; ///< interface and port number at each end
     uint32_t speed = 1000;              ///< Mb/s
     bool up = true;
+    bool snooping = false; ///< both ends speak the pre-standard form of the MST BPDU
 };
 
 struct Topology {

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
+#include "mstp_nm.h"
 #include "simulation.h"
 
 using testing::IsEmpty;
@@ -89,3 +92,56 @@ TEST_P(MixedVersions, ReachThePaperTreeThroughEveryCut) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, MixedVersions, testing::Range(1U, 61U));
+
+/// Two bridges of one region, joined twice by links that speak the pre-standard form; each is the
+/// root of an MSTI.
+class SnoopingLinks : public testing::Test {
+  protected:
+    SnoopingLinks() {
+        topology.name = "snooping";
+        topology.bridges[0].priorities = {4, 2, 9};
+        topology.bridges[1].priorities = {8, 9, 2};
+        topology.links.push_back(topology.links[0]);
+        topology.links[1].units = {2, 2};
+        for (PaperLink& link : topology.links) {
+            link.snooping = true;
+        }
+    }
+    Topology topology = chain(2, 2);
+};
+
+TEST_F(SnoopingLinks, ReachThePaperTreeOfOneRegionThroughEveryCut) {
+    expectTreeThroughEveryCut(topology, SETTLE_SECONDS);
+}
+
+TEST_F(SnoopingLinks, CarryThePreStandardFormAlone) {
+    Simulation simulation(topology);
+    simulation.runSeconds(SETTLE_SECONDS);
+    std::set<size_t> sizes;
+    for (uint32_t bridge = 0; bridge < 2; bridge++) {
+        auto& onSend = simulation.network().node(bridge).sw.onSend;
+        onSend = [&sizes, carry = onSend](const sim::Frame& frame) {
+            sizes.insert(frame.bytes.size());
+            carry(frame);
+        };
+    }
+    simulation.runSeconds(SETTLE_SECONDS);
+    // Header, CIST part and a record for each of the two MSTIs.
+    EXPECT_THAT(sizes, testing::ElementsAre(17U + 103U + 2U * 26U));
+}
+
+TEST_F(SnoopingLinks, BringInformationFromTheSameRegion) {
+    Simulation simulation(topology);
+    simulation.runSeconds(SETTLE_SECONDS);
+    // Each bridge is designated somewhere, so both hear the other on every link.
+    for (const uint32_t bridge : {0U, 1U}) {
+        for (const uint32_t unit : {1U, 2U}) {
+            simulation.network().on(bridge, [unit] {
+                tMstpXstPortIndex index = {0, unit};
+                uint32_t same = 0;
+                EXPECT_EQ(mstpXstPortGetApi(&index, MSTP_XSTPORT_FROMSAMEREGION, &same), 0);
+                EXPECT_EQ(same, 1U);
+            });
+        }
+    }
+}
