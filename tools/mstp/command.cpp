@@ -1,5 +1,8 @@
 #include "command.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "mstp/enums.h"
 #include "mstp/management.h"
 #include "words.h"
@@ -163,6 +166,106 @@ Command parseCommand(const Words& words) {
     throw WrongForm("\"" + name + "\" is none of the commands set, port, instance, map, mirror");
 }
 
+// ---- lines
+
+namespace {
+
+class Splitter {
+  public:
+    explicit Splitter(const std::string& line) : m_line(line) {}
+
+    Words split() {
+        Words words;
+        for (skipBlanks(); !atEnd() && m_line[m_at] != '#'; skipBlanks()) {
+            words.push_back(word());
+        }
+        return words;
+    }
+
+  private:
+    static bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+    bool atEnd() const { return m_at >= m_line.size(); }
+    void skipBlanks() {
+        while (!atEnd() && isBlank(m_line[m_at])) {
+            m_at++;
+        }
+    }
+
+    char next() {
+        if (atEnd()) {
+            throw WrongForm("a quote is not closed");
+        }
+        const char c = m_line[m_at++];
+        if (static_cast<unsigned char>(c) < ' ' && c != '\t') {
+            throw WrongForm("the line holds a control character");
+        }
+        return c;
+    }
+
+    char escaped() {
+        const char c = next();
+        if (c == '\\' || c == '"') {
+            return c;
+        }
+        const auto byte = c == 'x' && m_at + 2 <= m_line.size()
+                              ? parseNumber("0x" + m_line.substr(m_at, 2))
+                              : std::nullopt;
+        if (!byte) {
+            throw WrongForm("behind a \\ stands \\, \" or xHH");
+        }
+        m_at += 2;
+        return static_cast<char>(*byte);
+    }
+
+    void quoted(char quote, std::string& word) {
+        for (char c = next(); c != quote; c = next()) {
+            word += quote == '"' && c == '\\' ? escaped() : c;
+        }
+    }
+
+    std::string word() {
+        std::string word;
+        while (!atEnd() && !isBlank(m_line[m_at])) {
+            const char c = next();
+            if (c == '"' || c == '\'') {
+                quoted(c, word);
+            } else {
+                word += c;
+            }
+        }
+        return word;
+    }
+
+    const std::string& m_line;
+    size_t m_at = 0;
+};
+
+} // namespace
+
+Words splitWords(const std::string& line) {
+    return Splitter(line).split();
+}
+
+static bool isPlain(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           (c != '\0' && strchr("-_.:,+@/", c) != nullptr);
+}
+
+std::string quoteWord(const std::string& text) {
+    if (!text.empty() && std::all_of(text.begin(), text.end(), isPlain)) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            quoted += '\\';
+        }
+        quoted += byte < ' ' || byte == 0x7F ? "\\x" + hexWord({byte}) : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
 // ---- back to words
 
 std::string targetWords(const Target& target) {
@@ -172,11 +275,12 @@ std::string targetWords(const Target& target) {
     case Object::Region:
         return "region";
     case Object::Port:
-        return "port " + target.interface;
+        return "port " + quoteWord(target.interface);
     case Object::Instance:
         return "instance " + std::to_string(target.instance);
     default:
-        return "instance " + std::to_string(target.instance) + " port " + target.interface;
+        return "instance " + std::to_string(target.instance) + " port " +
+               quoteWord(target.interface);
     }
 }
 
@@ -185,7 +289,7 @@ namespace {
 struct Writer {
     std::string operator()(const SetCommand& c) const {
         return "set " + targetWords(c.target) + " " + c.setting->name + " " +
-               formatValue(*c.setting, c.value);
+               quoteWord(formatValue(*c.setting, c.value));
     }
     std::string operator()(const VlansCommand& c) const {
         const char* sign = c.change == VlanChange::Add      ? "+"
@@ -194,13 +298,15 @@ struct Writer {
         return "set instance " + std::to_string(c.instance) + " vlans " + sign + vlanWord(c.vlans);
     }
     std::string operator()(const PortCommand& c) const {
-        return std::string("port ") + (c.add ? "add " : "del ") + c.interface;
+        return std::string("port ") + (c.add ? "add " : "del ") + quoteWord(c.interface);
     }
     std::string operator()(const InstanceCommand& c) const {
         return std::string("instance ") + (c.add ? "add " : "del ") + std::to_string(c.instance);
     }
     std::string operator()(const MapCommand&) const { return "map"; }
-    std::string operator()(const MirrorCommand& c) const { return "mirror " + c.interface; }
+    std::string operator()(const MirrorCommand& c) const {
+        return "mirror " + quoteWord(c.interface);
+    }
 };
 
 } // namespace

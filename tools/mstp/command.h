@@ -66,6 +66,14 @@ Command parseCommand(const std::vector<std::string>& words);
 /// @throws WrongForm with the forms of the command named
 [[noreturn]] void refuseForm(const std::string& command);
 
+/// The words of a line. Blanks part them; "..." and '...' hold them together, and within "..." \",
+/// \\ and \xHH stand for what they cannot hold. A '#' at the beginning of a word ends the line.
+/// @throws WrongForm for what is no such line
+std::vector<std::string> splitWords(const std::string& line);
+
+/// @p text so that splitWords() makes it one word again.
+std::string quoteWord(const std::string& text);
+
 /// What stands in front of a name: "bridge", "port IFACE", "instance N port IFACE" and so on.
 /// @param[in,out] position  where it begins; where the name is
 /// @throws WrongForm if it is none of these

@@ -215,6 +215,10 @@ Reply Daemon::setOctets(uint32_t selector, const Keys& keys, uint32_t attribute,
     return request(selector, keys, attribute, ADR_TYPE_OCTETS, value);
 }
 
+int32_t Daemon::replay(const std::vector<uint8_t>& request) const {
+    return readReply(exchange(request), {}).result;
+}
+
 // A walk's request has a number as its value; two keys come back as two items, so room is left
 // behind it.
 Reply Daemon::walk(uint32_t selector, const Keys& keys, uint32_t count) const {

@@ -40,6 +40,10 @@ class Daemon {
     /// A step of a table walk: the first keys, or those after @p keys. @p count keys come back.
     Reply walk(uint32_t selector, const Keys& keys, uint32_t count) const;
 
+    /// A request as it was recorded. @return its result; -1 too if the daemon does not understand
+    /// it
+    int32_t replay(const std::vector<uint8_t>& request) const;
+
     std::string socketPath() const { return m_runFolder + "/mstpCmd.socket"; }
 
   private:

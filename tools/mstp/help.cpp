@@ -50,3 +50,46 @@ std::vector<CommandHelp> configuringHelp() {
          "behind its LLC header.\n"},
     };
 }
+
+std::string sessionHelp() {
+    return "Two instances over four ports, VLANs 10-19 in the one and 20-29 in the other:\n"
+           "  mstp set region name campus        bridges of one region agree in this name, the\n"
+           "  mstp set region revision 1         revision, and in which VLAN is in which instance\n"
+           "  mstp instance add 0                the CIST, for all VLANs that are in no other\n"
+           "  mstp instance add 1\n"
+           "  mstp instance add 2\n"
+           "  mstp set instance 1 vlans 10-19\n"
+           "  mstp set instance 2 vlans 20-29\n"
+           "  mstp set instance 1 priority 4096  this bridge wants to be the root of 1,\n"
+           "  mstp set instance 2 priority 8192  and second to become that of 2\n"
+           "  mstp port add eth1                 and so on for eth2, eth3, eth4\n"
+           "  mstp set port eth4 edge on         a host is behind it, no bridge\n"
+           "  mstp set instance 2 port eth1 cost 20000\n"
+           "  mstp show                          what came of it\n"
+           "  mstp save /etc/mstp.conf           and \"mstp -f /etc/mstp.conf\" after a restart\n"
+           "\"mstp set --help\" lists every setting with its range, \"mstp get --help\" all that "
+           "can\n"
+           "be read.\n"
+           "\n"
+           "A file of commands holds the commands set, port, instance, map and mirror as above,\n"
+           "one a line without \"mstp\"; # begins a comment, \"...\" holds blanks. All lines are\n"
+           "checked before the first is sent, and what is wrong is told as FILE:LINE: reason.\n"
+           "\n"
+           "Exit codes:\n"
+           "  0  done\n"
+           "  1  refused, by a rule or by the daemon; the reason is on standard error\n"
+           "  2  wrong command line\n"
+           "  3  no daemon answers\n";
+}
+
+std::string saveHelp() {
+    return "What differs from a fresh daemon's values is written, in an order in which a fresh\n"
+           "daemon can take it. Start the daemon and run \"mstp -f FILE\" to be where it was.\n";
+}
+
+std::string restoreHelp() {
+    return "The daemon appends every request that changes something to mstpCmd.restore in its run\n"
+           "folder, also those of this replay: move the file away before the daemon is started\n"
+           "and replay what was moved. What the daemon refused then is refused again; it is\n"
+           "counted, and the exit code is 0. Nothing is sent of a damaged file.\n";
+}

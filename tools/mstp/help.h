@@ -16,3 +16,8 @@ struct CommandHelp {
 std::vector<CommandHelp> configuringHelp();
 
 CommandHelp getHelp();
+
+/// The end of "mstp --help": a whole session, files of commands, and the exit codes.
+std::string sessionHelp();
+std::string saveHelp();
+std::string restoreHelp();

@@ -10,10 +10,14 @@
 
 #include "apply.h"
 #include "daemon.h"
+#include "file.h"
 #include "get.h"
 #include "help.h"
 #include "model.h"
+#include "restore.h"
 #include "rules.h"
+#include "save.h"
+#include "script.h"
 #include "show_command.h"
 #include "watch.h"
 
@@ -26,6 +30,8 @@ using WordsAction = std::function<void(const std::vector<std::string>&)>;
 struct Arguments {
     std::string runFolder = Daemon::defaultRunFolder();
     std::string interface;
+    std::string script;
+    std::string file;
     ShowOptions show;
     WatchOptions watch;
 };
@@ -92,28 +98,61 @@ void addWatch(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
     command->callback([&] { watchRoles(std::cout, daemon, arguments.watch); });
 }
 
+void addFiles(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
+    app.add_option("-f,--file", arguments.script, "run the commands of FILE; - is standard input")
+        ->type_name("FILE");
+    CLI::App* save = app.add_subcommand("save", "write the running configuration as a file for -f");
+    save->add_option("file", arguments.file, "replaced in one step; standard output without it");
+    save->footer(saveHelp());
+    save->callback([&] {
+        const std::string text = savedConfiguration(daemon, std::cerr);
+        if (arguments.file.empty()) {
+            std::cout << text;
+        } else {
+            replaceFile(arguments.file, text);
+        }
+    });
+    CLI::App* restore = app.add_subcommand("restore", "replay the daemon's record of requests");
+    restore->add_option("file", arguments.file, "a copy of mstpCmd.restore")->required();
+    restore->footer(restoreHelp());
+    restore->callback([&] { restoreFile(std::cout, daemon, arguments.file); });
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Configures and shows a bridge's spanning trees.", "mstp");
     app.set_version_flag("--version", MSTP_VERSION);
-    app.require_subcommand(1);
-    app.footer("Exit codes: 0 done, 1 refused, 2 wrong command line, 3 no daemon.");
+    app.require_subcommand(0, 1);
+    app.footer(sessionHelp());
 
     Arguments arguments;
     app.add_option("--run-dir", arguments.runFolder,
-                   "folder of the daemon's socket (else MSTP_RUN_DIR, else /tmp)");
+                   "folder of the daemon's socket (else MSTP_RUN_DIR, else /tmp)")
+        ->type_name("FOLDER");
     Daemon daemon(arguments.runFolder);
-    app.parse_complete_callback([&] { daemon = Daemon(arguments.runFolder); });
+    app.parse_complete_callback([&] {
+        daemon = Daemon(arguments.runFolder);
+        if (!arguments.script.empty() && !app.get_subcommands().empty()) {
+            throw WrongForm("-f FILE stands alone");
+        }
+    });
     addShow(app, arguments, daemon);
     for (const CommandHelp& help : configuringHelp()) {
         addWords(app, help, [&](const auto& words) { applyWords(daemon, words); });
     }
     addWords(app, getHelp(), [&](const auto& words) { getWords(std::cout, daemon, words); });
+    addFiles(app, arguments, daemon);
     addWatch(app, arguments, daemon);
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+    }
+    if (!arguments.script.empty()) {
+        return runScript(std::cerr, daemon, arguments.script) ? EXIT_DONE : EXIT_REFUSED;
+    }
+    if (app.get_subcommands().empty()) {
+        throw WrongForm("a command or -f FILE is needed; see \"mstp --help\"");
     }
     return EXIT_DONE;
 }
