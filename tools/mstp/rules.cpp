@@ -264,12 +264,27 @@ std::string Expected::refusal(const Command& command) const {
 
 // ---- changes
 
+// Whenever instances come and go, the CIST takes every VLAN that no other has.
+void Expected::refillCist() {
+    const auto cist = vlans.find(0);
+    if (cist == vlans.end()) {
+        return;
+    }
+    cist->second = *parseVlans("1-4094");
+    for (const auto& [instance, held] : vlans) {
+        if (instance != 0) {
+            cist->second = without(cist->second, held);
+        }
+    }
+}
+
 void Expected::takeLife(uint32_t instance, bool add) {
     if (add) {
         vlans.try_emplace(instance, MSTP_VLAN_LIST_SIZE);
-        return;
+    } else {
+        vlans.erase(instance);
     }
-    vlans.erase(instance);
+    refillCist();
     // With its last instance a bridge loses its ports.
     if (vlans.empty()) {
         ports.clear();
@@ -305,12 +320,14 @@ void Expected::takeMap(const MapCommand& command) {
             taker = std::next(taker) == vlans.end() ? vlans.begin() : std::next(taker);
         }
     }
+    refillCist();
 }
 
 void Expected::takeVersion(uint32_t newVersion) {
     version = newVersion;
     if (version < MSTP_FORCE_ATUODOT1S) {
         vlans.erase(vlans.upper_bound(0), vlans.end());
+        refillCist();
     }
 }
 

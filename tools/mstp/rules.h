@@ -61,6 +61,7 @@ struct Expected {
     void takeLife(uint32_t instance, bool add);
     void takeVlans(const VlansCommand& command);
     void takeMap(const MapCommand& command);
+    void refillCist();
     void takeVersion(uint32_t newVersion);
 };
 

@@ -59,10 +59,10 @@ class Saver {
     void saveInstance(uint32_t instance) {
         const Target target = {Object::Instance, instance, ""};
         line("instance add " + std::to_string(instance));
-        // The CIST's list can only grow, and other instances take from it what is theirs.
+        // The CIST has every VLAN that no other instance has, without being told.
         const std::string vlans = read(target, "vlans");
-        if (vlans != "none") {
-            line("set " + targetWords(target) + " vlans " + (instance == 0 ? "+" : "") + vlans);
+        if (instance != 0 && vlans != "none") {
+            line("set " + targetWords(target) + " vlans " + vlans);
         }
         saveAll(target);
     }
