@@ -203,9 +203,10 @@ static bool isLegacyBpdu(const uint8_t* bytes, uint32_t length) {
 }
 
 // A new protocol version reaches the ports one tick after the bridge: an RST BPDU that leaves in
-// between bears none, and no one takes it.
+// between bears none, and no one takes it. Nor does one under a version that does not exist.
 static bool isVersionless(const tMstpBridge* bridge, const uint8_t* bytes, uint32_t length) {
-    return bridge->forceVersion < MSTP_FORCE_DOT1W && length == MSTP_RST_BPDU_SIZE &&
+    return bridge->forceVersion != MSTP_FORCE_DOT1W &&
+           bridge->forceVersion != MSTP_FORCE_ATUODOT1S && length == MSTP_RST_BPDU_SIZE &&
            bytes[2] == MSTP_VERSION_STP && bytes[3] == MSTP_BPDU_RST;
 }
 
@@ -245,7 +246,7 @@ void checkEverything(RunningBridge& running) {
         previous = port->unit;
         ports++;
     }
-    CHECK(ports == running.bridge->portCount && ports <= 2);
+    CHECK(ports == running.bridge->portCount && ports <= gMstp.portLimit);
     checkLinks(running.bridge->oneSecondTimer);
     CHECK(ports == 0 || listLinked(&running.bridge->oneSecondTimer.node));
     for (tMstpXst* xst : xstsOf(running.bridge)) {

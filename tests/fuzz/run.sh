@@ -68,6 +68,8 @@ while read -r name longest; do
     running[$!]=$name
 done <<'LIST'
 fuzz_input 6000
+fuzz_request 6000
+fuzz_link 6000
 fuzz_parse 1400
 fuzz_legacy 2200
 LIST
