@@ -41,11 +41,11 @@ void show(const Daemon& daemon, Arguments& arguments) {
     if (onePort == arguments.interface.empty()) {
         throw WrongForm("show: only \"port\" takes an interface, and needs one");
     }
-    arguments.show.unit = onePort ? unitOf(arguments.interface) : 0;
-    if (!runShow(std::cout, daemon, arguments.show)) {
-        throw Refused("\"" + arguments.interface +
-                      "\" is no port of the bridge; add it with \"mstp port add\"");
+    if (arguments.show.dot && !arguments.show.form.empty()) {
+        throw WrongForm("show: --dot draws the trees and takes no \"" + arguments.show.form + "\"");
     }
+    arguments.show.unit = onePort ? unitOf(arguments.interface) : 0;
+    runShow(std::cout, daemon, arguments.show);
 }
 
 // The path of a command from a command line.
@@ -64,7 +64,13 @@ void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
                      "bridge, region, instances, ports, port IFACE or counters; all without it")
         ->check(CLI::IsMember(showForms()));
     command->add_option("interface", arguments.interface, "the port to show");
-    command->add_flag("--json", arguments.show.json, "as JSON");
+    CLI::Option* json = command->add_flag("--json", arguments.show.json, "as JSON");
+    CLI::Option* dot =
+        command->add_flag("--dot", arguments.show.dot, "as a drawing, for the program dot");
+    dot->excludes(json);
+    command->add_option("--instance", arguments.show.instance, "the only instance to draw")
+        ->check(CLI::Range(0, 4094))
+        ->needs(dot);
     command->add_option("--color", arguments.show.colour, "auto, always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
     command->callback([&] { show(daemon, arguments); });

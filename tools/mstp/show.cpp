@@ -203,11 +203,11 @@ void showInstances(Writer& writer, const Snapshot& snapshot) {
 static constexpr uint32_t BLOCKING_HOLDS =
     MSTP_PROTECTION_BPDU_GUARD | MSTP_PROTECTION_ROOT | MSTP_PROTECTION_LOOP;
 
-static Colour stateColour(const InstancePortView& view, bool linkUp) {
+Colour stateColour(const PortView& port, const InstancePortView& view) {
     if ((view.protection & BLOCKING_HOLDS) != 0) {
         return Colour::Bad;
     }
-    if (!linkUp) {
+    if (!port.linkUp()) {
         return Colour::None;
     }
     if (view.state == MSTP_PORT_STATE_FORWARDING) {
@@ -223,9 +223,8 @@ static void role(Writer& writer, const Snapshot& snapshot, const PortView& port,
     writer.field("id", "instance", numberValue(view.instance));
     writer.field("role", "role", wordValue(roleWord(view.role)));
     const std::string state = stateWord(view.state);
-    writer.field(
-        "state", "state",
-        wordValue(state, port.linkUp() ? state : "down", stateColour(view, port.linkUp())));
+    writer.field("state", "state",
+                 wordValue(state, port.linkUp() ? state : "down", stateColour(port, view)));
     writer.field("cost", "cost", numberValue(view.cost()));
     writer.field("priority", "priority", numberValue(view.priority));
     const InstanceView* instance = snapshot.instance(view.instance);

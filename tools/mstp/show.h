@@ -6,6 +6,9 @@
 #include "model.h"
 #include "writer.h"
 
+/// How a port fares in an instance: forwarding, waiting, or held by a protection.
+Colour stateColour(const PortView& port, const InstancePortView& view);
+
 /// PART_BRIDGE
 void showBridge(Writer& writer, const Snapshot& snapshot);
 

@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "dot.h"
 #include "json_writer.h"
+#include "settings.h"
 #include "show.h"
 #include "text_writer.h"
 
@@ -49,16 +51,24 @@ bool wantsColour(const std::string& choice) {
     return (none == nullptr || none[0] == '\0') && !dumb && isatty(STDOUT_FILENO) != 0;
 }
 
-bool tell(Writer& writer, const Snapshot& snapshot, const Form& form, uint32_t unit) {
+void tell(Writer& writer, const Snapshot& snapshot, const Form& form, uint32_t unit) {
     if (form.tell != nullptr) {
         form.tell(writer, snapshot);
-        return true;
+        return;
     }
     const PortView* port = snapshot.port(unit);
-    if (port != nullptr) {
-        showPort(writer, snapshot, *port);
+    if (port == nullptr) {
+        throw Refused("\"" + interfaceName(unit) +
+                      "\" is no port of the bridge; add it with \"mstp port add\"");
     }
-    return port != nullptr;
+    showPort(writer, snapshot, *port);
+}
+
+void draw(std::ostream& out, const Snapshot& snapshot, std::optional<uint32_t> instance) {
+    if (instance && snapshot.instance(*instance) == nullptr) {
+        throw Refused("there is no instance " + std::to_string(*instance));
+    }
+    drawDot(out, snapshot, instance);
 }
 
 } // namespace
@@ -73,17 +83,17 @@ std::vector<std::string> showForms() {
     return names;
 }
 
-bool runShow(std::ostream& out, const Daemon& daemon, const ShowOptions& options) {
+void runShow(std::ostream& out, const Daemon& daemon, const ShowOptions& options) {
     const Form& form = formOf(options.form);
     const Snapshot snapshot = readSnapshot(daemon, form.parts);
-    if (options.json) {
+    if (options.dot) {
+        draw(out, snapshot, options.instance);
+    } else if (options.json) {
         JsonWriter writer;
-        const bool told = tell(writer, snapshot, form, options.unit);
-        if (told) {
-            writer.print(out);
-        }
-        return told;
+        tell(writer, snapshot, form, options.unit);
+        writer.print(out);
+    } else {
+        TextWriter writer(out, !options.form.empty(), wantsColour(options.colour));
+        tell(writer, snapshot, form, options.unit);
     }
-    TextWriter writer(out, !options.form.empty(), wantsColour(options.colour));
-    return tell(writer, snapshot, form, options.unit);
 }
