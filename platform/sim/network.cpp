@@ -307,6 +307,7 @@ void Network::iterate(uint32_t number) {
     if (node.rolesMayDiffer || ready > 0) {
         compareRoles(number);
     }
+    tell([&](Observer& observer) { observer.turned(m_time, number); });
     answerRequests(number);
 }
 
@@ -322,6 +323,7 @@ bool Network::on(uint32_t number, const std::function<void()>& work) {
     }
     swapOut(node);
     compareRoles(number);
+    tell([&](Observer& observer) { observer.turned(m_time, number); });
     return true;
 }
 

@@ -126,6 +126,8 @@ class Observer {
     /// Work was posted to the loop: a pass, or whatever the bits say, follows a tick later.
     virtual void workPosted(const PassEvent& /*event*/) {}
     virtual void driverPassed(const PassEvent& /*event*/) {}
+    /// A daemon's loop has made a turn, or management has acted on it: its records are at rest.
+    virtual void turned(uint64_t /*time*/, uint32_t /*node*/) {}
     /// A line on the daemon's debug channel, without prefix and line break.
     virtual void traced(uint64_t /*time*/, uint32_t /*node*/, const std::string& /*line*/) {}
 

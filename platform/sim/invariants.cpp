@@ -1,0 +1,343 @@
+// The checks look at the hardware groups and at the daemons' records, never at what a machine
+// meant to do. A network's graph for a VLAN has a vertex for every switch and for every link (or
+// hub) and an edge for every interface that lets the VLAN's frames through; a circle in it is a
+// loop, whether it runs over wires, hubs or two ports of one switch.
+
+#include "invariants.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "platform/stg.h"
+
+namespace sim {
+
+namespace {
+
+constexpr size_t VIOLATIONS_KEPT = 100;
+
+// Bounds of 13.23 and 13.37 of IEEE 802.1Q-2005 for times, in seconds.
+constexpr uint32_t HELLO_MAX = 10;
+constexpr uint32_t FORWARD_DELAY_MAX = 30;
+constexpr uint32_t MAX_AGE_MAX = 40;
+constexpr uint32_t MIGRATE_TIME = 3;
+
+class Components {
+  public:
+    explicit Components(size_t count) : m_parent(count) {
+        std::iota(m_parent.begin(), m_parent.end(), 0U);
+    }
+    uint32_t find(uint32_t vertex) {
+        while (m_parent[vertex] != vertex) {
+            m_parent[vertex] = m_parent[m_parent[vertex]];
+            vertex = m_parent[vertex];
+        }
+        return vertex;
+    }
+    /// @return false if the two hung together before
+    bool join(uint32_t a, uint32_t b) {
+        const uint32_t rootA = find(a);
+        const uint32_t rootB = find(b);
+        m_parent[rootA] = rootB;
+        return rootA != rootB;
+    }
+
+  private:
+    std::vector<uint32_t> m_parent;
+};
+
+bool excused(const Excuses& excuses, uint32_t link, const LinkEnd& at) {
+    return excuses.links.count(link) != 0 || excuses.ports.count({at.node, at.unit}) != 0;
+}
+
+// Calls work(link, end) for every interface that is plugged into a link that is up.
+template <class Work> void forEachEnd(const Network& network, const Excuses& excuses, Work work) {
+    for (uint32_t number = 0; number < network.links(); number++) {
+        const Link& link = network.link(number);
+        for (const Link::End& end : link.ends) {
+            if (link.up && end.up && !isHost(end.at) && !excused(excuses, number, end.at)) {
+                work(number, end.at);
+            }
+        }
+    }
+}
+
+} // namespace
+
+std::vector<uint32_t> forwardingCycles(const Network& network, uint32_t vlan,
+                                       const Excuses& excuses) {
+    Components components(network.nodes() + network.links());
+    std::vector<uint32_t> closing;
+    forEachEnd(network, excuses, [&](uint32_t link, const LinkEnd& at) {
+        if (network.forwards(at.node, at.unit, vlan) &&
+            !components.join(at.node, network.nodes() + link)) {
+            closing.push_back(link);
+        }
+    });
+    return closing;
+}
+
+std::vector<uint32_t> cutOffNodes(const Network& network, uint32_t vlan, const Excuses& excuses) {
+    const size_t vertices = network.nodes() + network.links();
+    Components physical(vertices);
+    Components forwarding(vertices);
+    forEachEnd(network, excuses, [&](uint32_t link, const LinkEnd& at) {
+        const uint32_t segment = network.nodes() + link;
+        const bool forwards = network.forwards(at.node, at.unit, vlan);
+        // A daemon that is gone blocks its ports for good: what is behind them is not to be
+        // reached.
+        if (forwards || network.role(at.node, 0, at.unit) != 0) {
+            physical.join(at.node, segment);
+        }
+        if (forwards) {
+            forwarding.join(at.node, segment);
+        }
+    });
+    std::map<uint32_t, uint32_t> reached; // physical part: the forwarding part of its first node
+    std::set<uint32_t> told;
+    std::vector<uint32_t> lost;
+    for (uint32_t node = 0; node < network.nodes(); node++) {
+        const uint32_t part = forwarding.find(node);
+        const auto first = reached.emplace(physical.find(node), part).first;
+        if (first->second != part && told.insert(part).second) {
+            lost.push_back(node);
+        }
+    }
+    return lost;
+}
+
+// ---- bounds
+
+namespace {
+
+class Bounds {
+  public:
+    Bounds(const Network& network, uint32_t node) : m_network(network), m_node(node) {}
+
+    std::vector<std::string> check() {
+        const tMstp& context = m_network.node(m_node).context;
+        for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
+            tMstpPort& port = context.ports[p];
+            if (port.state != MSTP_SLOT_IN_USE) {
+                continue;
+            }
+            m_where = "port " + std::to_string(port.unit);
+            checkPort(port);
+            for (uint32_t i = 0; i < context.xstLimit; i++) {
+                if (port.xstPorts[i].state == MSTP_SLOT_IN_USE) {
+                    m_where =
+                        "port " + std::to_string(port.unit) + " instance " + std::to_string(i);
+                    checkXstPort(port.xstPorts[i]);
+                }
+            }
+        }
+        return m_lines;
+    }
+
+  private:
+    void atMost(const char* what, uint32_t value, uint32_t bound) {
+        if (value > bound) {
+            m_lines.push_back(m_where + ": " + what + " is " + std::to_string(value) +
+                              ", at most " + std::to_string(bound));
+        }
+    }
+
+    // A counter reads more than 0 exactly while its timer runs, which is never longer.
+    void counter(const char* what, uint32_t value, const tTimerNode& timer, uint32_t bound) {
+        atMost(what, value, bound);
+        const bool armed = listLinked(&timer.node);
+        if (armed != (value != 0)) {
+            m_lines.push_back(m_where + ": " + what + " is " + std::to_string(value) +
+                              (armed ? " and its timer runs" : " and no timer runs"));
+        }
+        const auto remaining = static_cast<uint32_t>(timerRemain(&timer));
+        atMost(what, remaining, value * TIMER_TICKS_PER_SECOND);
+    }
+
+    void checkPort(const tMstpPort& port) {
+        counter("helloWhen", port.helloWhen, port.helloWhenTimer, HELLO_MAX);
+        counter("mdelayWhile", port.mdelayWhile, port.mdelayWhileTimer, MIGRATE_TIME);
+        counter("edgeDelayWhile", port.edgeDelayWhile, port.edgeDelayWhileTimer, MAX_AGE_MAX);
+        atMost("txCount", port.txCount, HELLO_MAX);
+    }
+
+    void checkXstPort(const tMstpXstPort& port) {
+        counter("fdWhile", port.fdWhile, port.fdWhileTimer, MAX_AGE_MAX);
+        counter("rrWhile", port.rrWhile, port.rrWhileTimer, FORWARD_DELAY_MAX);
+        counter("rbWhile", port.rbWhile, port.rbWhileTimer, 2 * HELLO_MAX);
+        counter("tcWhile", port.tcWhile, port.tcWhileTimer, MAX_AGE_MAX + FORWARD_DELAY_MAX);
+        counter("rcvdInfoWhile", port.rcvdInfoWhile, port.rcvdInfoWhileTimer, 3 * HELLO_MAX);
+        atMost("role", port.role, MSTP_PORT_ROLE_UNKNOWN);
+        atMost("hwState", port.hwState, MSTP_PORT_STATE_UNKNOWN);
+        checkHardware(port);
+    }
+
+    // The hardware does what the port's record says.
+    void checkHardware(const tMstpXstPort& port) {
+        const auto& groups = m_network.node(m_node).sw.groups;
+        const auto group = groups.find(port.xst->stgId);
+        if (group == groups.end()) {
+            return;
+        }
+        const auto state = group->second.states.find(port.host->unit);
+        if (state == group->second.states.end()) {
+            return;
+        }
+        const bool blocks =
+            port.hwState == MSTP_PORT_STATE_DISCARDING || port.hwState == MSTP_PORT_STATE_LEARNING;
+        if (blocks == (state->second == STG_PORT_FORWARDING)) {
+            m_lines.push_back(m_where + ": hardware state " + std::to_string(state->second) +
+                              " does not follow state " + std::to_string(port.hwState));
+        }
+    }
+
+    const Network& m_network;
+    uint32_t m_node;
+    std::string m_where;
+    std::vector<std::string> m_lines;
+};
+
+} // namespace
+
+std::vector<std::string> outOfBounds(const Network& network, uint32_t node) {
+    return Bounds(network, node).check();
+}
+
+// ---- the watch
+
+Invariants::Invariants(Network& network, const std::vector<uint32_t>& vlans) : m_network(network) {
+    for (const uint32_t vlan : vlans) {
+        m_watches[vlan].changed = true;
+    }
+    m_network.addObserver(this);
+}
+
+Invariants::~Invariants() {
+    m_network.removeObserver(this);
+}
+
+void Invariants::add(const Violation& violation) {
+    m_count++;
+    if (m_violations.size() < VIOLATIONS_KEPT) {
+        m_violations.push_back(violation);
+    }
+}
+
+void Invariants::changeAll() {
+    m_anyChange = true;
+    for (auto& [vlan, watch] : m_watches) {
+        watch.changed = true;
+    }
+}
+
+void Invariants::linkChanged(uint64_t /*time*/, uint32_t /*link*/, bool /*up*/) {
+    changeAll();
+}
+
+void Invariants::endChanged(uint64_t /*time*/, uint32_t /*link*/, uint32_t /*end*/, bool /*up*/) {
+    changeAll();
+}
+
+void Invariants::stateChanged(const StateEvent& event) {
+    if (event.before != STG_PORT_FORWARDING && event.after != STG_PORT_FORWARDING) {
+        return;
+    }
+    const std::vector<uint32_t>& groups = m_network.node(event.node).sw.groupOfVlan;
+    for (auto& [vlan, watch] : m_watches) {
+        if (vlan < groups.size() && groups[vlan] == event.group) {
+            watch.changed = true;
+            m_anyChange = true;
+        }
+    }
+}
+
+void Invariants::driverPassed(const PassEvent& /*event*/) {
+    m_passed = true;
+}
+
+void Invariants::report(uint64_t time, uint32_t vlan, Watch& watch) {
+    m_longestLoop = std::max(m_longestLoop, time - watch.since);
+    if (watch.reported || time - watch.since < m_grace) {
+        return;
+    }
+    watch.reported = true;
+    add({time, NO_END, 0,
+         "VLAN " + std::to_string(vlan) + " has had a loop of forwarding ports since " +
+             std::to_string(watch.since) + " us"});
+}
+
+void Invariants::look(uint64_t time, uint32_t vlan, Watch& watch) {
+    watch.changed = false;
+    const bool loops = !forwardingCycles(m_network, vlan, m_excuses).empty();
+    if (watch.looping) {
+        report(time, vlan, watch);
+    }
+    if (loops && !watch.looping) {
+        watch.since = time;
+        watch.reported = false;
+    }
+    watch.looping = loops;
+    if (loops) {
+        report(time, vlan, watch);
+    }
+}
+
+void Invariants::checkDaemon(uint64_t time, uint32_t node) {
+    const uint64_t allocations = m_network.node(node).counters.allocations;
+    uint64_t& told = m_allocations[node];
+    if (allocations > told) {
+        told = allocations;
+        add({time, node, 0, "memory was allocated after the start"});
+    }
+    if (!m_passed) {
+        return;
+    }
+    m_passed = false;
+    for (const std::string& line : outOfBounds(m_network, node)) {
+        add({time, node, 0, line});
+    }
+}
+
+void Invariants::turned(uint64_t time, uint32_t node) {
+    checkDaemon(time, node);
+    if (!m_anyChange && !m_anyLoop) {
+        return;
+    }
+    m_anyChange = false;
+    m_anyLoop = false;
+    for (auto& [vlan, watch] : m_watches) {
+        if (watch.changed) {
+            look(time, vlan, watch);
+        } else if (watch.looping) {
+            report(time, vlan, watch);
+        }
+        m_anyLoop = m_anyLoop || watch.looping;
+    }
+}
+
+void Invariants::testFrameLooped(const TestFrame& frame, LinkEnd at) {
+    const auto watch = m_watches.find(frame.vlan);
+    const bool tolerated = watch != m_watches.end() && watch->second.looping &&
+                           m_network.time() - watch->second.since < m_grace;
+    if (!tolerated) {
+        add({m_network.time(), at.node, at.unit,
+             "test frame " + std::to_string(frame.number) + " goes round in VLAN " +
+                 std::to_string(frame.vlan)});
+    }
+}
+
+std::vector<std::string> Invariants::settledViolations() const {
+    std::vector<std::string> lines;
+    for (const auto& [vlan, watch] : m_watches) {
+        const std::string prefix = "VLAN " + std::to_string(vlan) + ": ";
+        for (const uint32_t link : forwardingCycles(m_network, vlan, m_excuses)) {
+            lines.push_back(prefix + "link " + std::to_string(link) + " closes a loop");
+        }
+        for (const uint32_t node : cutOffNodes(m_network, vlan, m_excuses)) {
+            lines.push_back(prefix + "bridge " + std::to_string(node) + " is cut off");
+        }
+    }
+    return lines;
+}
+
+} // namespace sim

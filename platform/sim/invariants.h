@@ -1,0 +1,102 @@
+#pragma once
+
+/// What must hold in a network, at every moment or once it has settled. The checker watches a
+/// network and writes down what does not.
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "network.h"
+
+namespace sim {
+
+struct Violation {
+    uint64_t time = 0;
+    uint32_t node = 0; ///< NO_END where no single one is to blame
+    uint32_t unit = 0; ///< 0 where no single one is to blame
+    std::string text;
+};
+
+/// What a check of the trees leaves out, because a user has asked for it or because the protocol
+/// promises nothing there.
+struct Excuses {
+    std::set<uint32_t> links;
+    std::set<std::pair<uint32_t, uint32_t>> ports; ///< node and unit
+};
+
+/// The links over which frames of @p vlan can go round in a circle: each closes one with those
+/// before it. Both ends of a link count as what the hardware groups say.
+std::vector<uint32_t> forwardingCycles(const Network& network, uint32_t vlan,
+                                       const Excuses& excuses = {});
+
+/// Nodes that frames of @p vlan do not reach from others that they are joined to by links whose
+/// ports the hardware has been told of. One of each part that is cut off is named.
+std::vector<uint32_t> cutOffNodes(const Network& network, uint32_t vlan,
+                                  const Excuses& excuses = {});
+
+/// Counters, timers and enumerations of a daemon that are out of their bounds, one line each. The
+/// bounds of the counters are those that management lets the times be set to.
+std::vector<std::string> outOfBounds(const Network& network, uint32_t node);
+
+class Invariants : public Observer {
+  public:
+    /// @param vlans  whose forwarding is watched, one of each instance will do
+    Invariants(Network& network, const std::vector<uint32_t>& vlans);
+    ~Invariants() override;
+    Invariants(const Invariants&) = delete;
+    Invariants& operator=(const Invariants&) = delete;
+
+    /// A circle of forwarding ports, and test frames that go round in it, are tolerated for so
+    /// long. At first none is.
+    void allowLoopsFor(uint64_t microseconds) { m_grace = microseconds; }
+    void setExcuses(const Excuses& excuses) { m_excuses = excuses; }
+
+    /// The first violations, at most a hundred.
+    const std::vector<Violation>& violations() const { return m_violations; }
+    uint64_t count() const { return m_count; }
+    /// How long a circle of forwarding ports lasted at most, microseconds.
+    uint64_t longestLoop() const { return m_longestLoop; }
+
+    /// What must hold in a network that has settled: every watched VLAN's forwarding ports make a
+    /// tree that connects what is connected. One line each.
+    std::vector<std::string> settledViolations() const;
+
+    void stateChanged(const StateEvent& event) override;
+    void linkChanged(uint64_t time, uint32_t link, bool up) override;
+    void endChanged(uint64_t time, uint32_t link, uint32_t end, bool up) override;
+    void driverPassed(const PassEvent& event) override;
+    void turned(uint64_t time, uint32_t node) override;
+    void testFrameLooped(const TestFrame& frame, LinkEnd at) override;
+
+  private:
+    struct Watch {
+        bool changed = false; ///< ports or links, since the last look
+        bool looping = false;
+        bool reported = false; ///< this loop
+        uint64_t since = 0;
+    };
+
+    void add(const Violation& violation);
+    void look(uint64_t time, uint32_t vlan, Watch& watch);
+    void report(uint64_t time, uint32_t vlan, Watch& watch);
+    void changeAll();
+    void checkDaemon(uint64_t time, uint32_t node);
+
+    Network& m_network;
+    Excuses m_excuses;
+    std::map<uint32_t, Watch> m_watches; ///< by VLAN
+    bool m_anyLoop = false;
+    bool m_anyChange = true;
+    bool m_passed = false; ///< the node whose turn it is
+    uint64_t m_grace = 0;
+    uint64_t m_longestLoop = 0;
+    uint64_t m_count = 0;
+    std::vector<Violation> m_violations;
+    std::map<uint32_t, uint64_t> m_allocations; ///< told of, by node
+};
+
+} // namespace sim
