@@ -26,7 +26,7 @@ std::string printed(const std::function<void()>& show) {
 
 /// What the file golden/@p name holds; writes @p actual to it when asked to.
 std::string golden(const std::string& name, const std::string& actual) {
-    const auto path = std::filesystem::path(__FILE__).parent_path() / "golden" / name;
+    const auto path = std::filesystem::path(MSTP_GOLDEN) / name;
     if (getenv("MSTP_WRITE_GOLDEN") != nullptr) {
         std::ofstream(path, std::ios::binary) << actual;
     }
@@ -213,12 +213,12 @@ TEST_F(Show, ResourcesAreTheSizesAndTheUseOfThePools) {
 
 // ---- bridges
 
-TEST_F(Show, BridgeIsShownWithItsPortsAndInstances) {
+TEST_F(Show, BridgeMatchesItsLayout) {
     bridge.addUpPort(0x10);
     bridge.addInstance(7);
     bridge.bridge->type = MSTP_BRIDGE_PROVIDER;
-    EXPECT_EQ(printed(mstpBridgeShow), "\r\nbridge[1]\r\ntype:1\r\nname:sw1"
-                                       "\r\nmac:00:11:22:33:44:55\r\nport:10,2b,\r\nxst:0,3,7,");
+    const std::string text = printed(mstpBridgeShow);
+    EXPECT_EQ(text, golden("show_bridge.txt", text));
 }
 
 TEST_F(Show, NameOf32CharactersIsShownWhole) {
@@ -282,6 +282,20 @@ TEST_F(Show, VlanTextOfFewerThan513CharactersIsWhole) {
     setVlans([](uint32_t vlan) { return vlan % 2 == 0 && vlan <= 282; });
     EXPECT_EQ(vlanLine().size() - 5, 510U);
     EXPECT_THAT(vlanLine(), EndsWith(",282"));
+}
+
+TEST_F(Show, VlanTextOfExactly513CharactersEndsWithAComma) {
+    setVlans([](uint32_t vlan) { return vlan % 2 == 0 && vlan <= 286 && vlan != 4 && vlan != 98; });
+    const std::string text = vlanLine().substr(5);
+    EXPECT_EQ(text.size(), 513U + 1);
+    EXPECT_THAT(text, EndsWith(",284,286,"));
+}
+
+TEST_F(Show, VlanTextOf512CharactersEndsWithItsLastVlan) {
+    setVlans([](uint32_t vlan) { return vlan % 2 == 0 && vlan <= 284 && vlan != 4; });
+    const std::string text = vlanLine().substr(5);
+    EXPECT_EQ(text.size(), 512U);
+    EXPECT_THAT(text, EndsWith(",282,284"));
 }
 
 TEST_F(Show, VlanTextOfTheLongestGroupsStaysInItsBuffer) {
@@ -368,6 +382,26 @@ TEST_F(Show, EverythingIsBridgesInstancesPortsAndPairsBetweenRules) {
         }
     }
     EXPECT_EQ(printed(mstpInfoShow), expected);
+}
+
+TEST_F(Show, EverythingMatchesItsLayout) {
+    bridge.addUpPort(300);
+    for (const uint32_t xstId : {0U, MSTI}) {
+        tMstpXst* xst = bridge.xst(xstId);
+        xst->stgId = 70 + xstId;
+        fill(&xst->bridgeId, static_cast<uint8_t>(0x80 + xstId));
+        fillVector(&xst->rootPriority, static_cast<uint8_t>(0x20 + xstId));
+        fill(&xst->rootTimes, static_cast<uint8_t>(30 + xstId));
+        for (const uint32_t unit : {UNIT, 300U}) {
+            tMstpXstPort* xstPort = bridge.xstPort(xstId, unit);
+            fillXstPort(xstPort);
+            xstPort->pathCost = xstId * 1000 + unit;
+        }
+    }
+    fillPort(bridge.port(UNIT));
+    fillPort(bridge.port(300));
+    const std::string text = printed(mstpInfoShow);
+    EXPECT_EQ(text, golden("show_info.txt", text));
 }
 
 TEST_F(Show, LookingChangesNothing) {

@@ -86,6 +86,57 @@ TEST_F(DaemonTest, ALengthOfTwoGigabytesCostsNothingButItsConnection) {
     EXPECT_EQ(client("show bridge").status, 0);
 }
 
+TEST_F(DaemonTest, ALengthThatIsCutShortCostsNothingButItsConnection) {
+    start();
+
+    EXPECT_THAT(raw({41, 0}), IsEmpty());
+
+    EXPECT_EQ(client("show bridge").status, 0);
+    EXPECT_THAT(log(), HasSubstr("mstpCmdServer recv buflen failed!"));
+}
+
+TEST_F(DaemonTest, ALengthOfOneByteMoreThanIsServedCostsNothingButItsConnection) {
+    start();
+
+    EXPECT_THAT(raw(framed(1521, std::vector<uint8_t>(1521))), IsEmpty());
+
+    EXPECT_EQ(client("show bridge").status, 0);
+}
+
+TEST_F(DaemonTest, ALengthOfZeroGetsAnEmptyReply) {
+    start();
+
+    EXPECT_EQ(raw(framed(0, {})), std::vector<uint8_t>(4));
+
+    EXPECT_EQ(client("show bridge").status, 0);
+}
+
+TEST_F(DaemonTest, WhatFollowsARequestIsNotTakenForAnother) {
+    start();
+
+    EXPECT_EQ(raw(framed(26, std::vector<uint8_t>(500))), std::vector<uint8_t>(4));
+
+    EXPECT_EQ(client("show bridge").status, 0);
+}
+
+TEST_F(DaemonTest, AClientThatLeavesBeforeItsReplyCostsNothingButItsConnection) {
+    start();
+
+    raw(framed(64, std::vector<uint8_t>(64, 0xFF)), false);
+
+    EXPECT_EQ(client("show bridge").status, 0);
+    EXPECT_TRUE(alive());
+}
+
+TEST_F(DaemonTest, ManyBadClientsInARowCostNothingButTheirConnections) {
+    start();
+    for (uint32_t i = 0; i < 100; i++) {
+        raw(framed(0xFFFFFF00 + i, std::vector<uint8_t>(i)), i % 2 == 0);
+    }
+
+    EXPECT_EQ(client("show bridge").status, 0);
+}
+
 TEST_F(DaemonTest, AClientThatClosesAtOnceCostsNothingButItsConnection) {
     start();
 
