@@ -6,8 +6,6 @@
 #include <cstring>
 
 #include "model.h"
-#include "mstp/bit_list.h"
-#include "mstp/management.h"
 #include "words.h"
 
 static constexpr uint32_t HUNDREDTHS = 100;
@@ -170,23 +168,6 @@ static std::string formatUptime(uint32_t moment) {
     return std::to_string(seconds - std::min(seconds, moment));
 }
 
-static std::string formatHolds(uint32_t holds) {
-    static constexpr struct {
-        uint32_t bit;
-        const char* word;
-    } NAMES[] = {{MSTP_PROTECTION_BPDU_GUARD, "bpdu-guard"},
-                 {MSTP_PROTECTION_ROOT, "root"},
-                 {MSTP_PROTECTION_LOOP, "loop"},
-                 {MSTP_PROTECTION_TC, "topology-change"}};
-    std::string text;
-    for (const auto& name : NAMES) {
-        if ((holds & name.bit) != 0) {
-            text += (text.empty() ? "" : ",") + std::string(name.word);
-        }
-    }
-    return text.empty() ? "none" : text;
-}
-
 static std::string formatWord(const Setting& setting, uint32_t number) {
     for (const Word& word : setting.words) {
         if (word.value == number) {
@@ -213,7 +194,7 @@ static std::string formatNumber(const Setting& setting, uint32_t number) {
     case Kind::Role:
         return roleWord(number);
     case Kind::Holds:
-        return formatHolds(number);
+        return protectionWord(number);
     default:
         return std::to_string(number);
     }
