@@ -12,7 +12,7 @@ int32_t interfaceOperState(uint32_t ifindex, uint32_t* state) {
     if (queryLink(ifindex, &link) != 0) {
         return -1;
     }
-    *state = linkIsUp(link) ? 1 : 2;
+    *state = linkIsUp(link) ? OPER_STATE_UP : OPER_STATE_DOWN;
     return 0;
 }
 

@@ -4,8 +4,8 @@
 //
 // The kernel drops messages when the socket's buffer is full, and says so once. Nobody can know
 // then which port's news was lost. So whatever is still queued, being older than what was lost, is
-// thrown away, and the present state of every known interface is asked for and reported. News that
-// come in meanwhile wait in the socket and are reported afterwards.
+// thrown away, the bridge is read anew, and the present state of every known interface is asked for
+// and reported. News that come in meanwhile wait in the socket and are reported afterwards.
 
 #include "link_socket.h"
 
@@ -16,6 +16,8 @@
 
 #include <cerrno>
 
+#include "bridge_news.h"
+#include "kernel_bridge.h"
 #include "link_translate.h"
 #include "netlink.h"
 #include "platform/seam.h"
@@ -37,7 +39,7 @@ uint32_t gNextNumber; // port number to report next after a loss, 0 when nothing
 int32_t gLinkSocket = -1;
 
 bool pending() {
-    return gRest.length != 0 || gNextNumber != 0;
+    return gRest.length != 0 || gNextNumber != 0 || platform::bridgeNewsWait();
 }
 
 // A socket that is seen for the first time gets room for a burst of events on many ports.
@@ -65,6 +67,7 @@ void startOver(int32_t fd) {
     }
     gRest = {};
     gNextNumber = 1;
+    platform::kernelBridge()->rereadWanted = true;
 }
 
 // Only the kernel's own messages count. @return 0, or -1 with errno set
@@ -109,10 +112,17 @@ void translateRest(LinkOutput* output) {
 
 // @return false when the report did not fit, or the kernel could not answer now
 bool reportPort(PortEntry* port, LinkOutput* output) {
+    if (port->left && platform::portAttached(port) && !platform::putGone(output, port->ifindex)) {
+        return false;
+    }
+    if (port->left) {
+        port->left = false;
+        return true;
+    }
     platform::LinkInfo link;
     const int32_t error = platform::queryLink(port->ifindex, &link);
     if (error == ENODEV) {
-        if (platform::portAttached(port) && !platform::putVanished(output, port->ifindex)) {
+        if (platform::portAttached(port) && !platform::putGone(output, port->ifindex)) {
             return false;
         }
         platform::portVanished(port);
@@ -126,6 +136,9 @@ bool reportPort(PortEntry* port, LinkOutput* output) {
 }
 
 void reportPorts(LinkOutput* output) {
+    if (platform::kernelBridge()->rereadWanted && platform::rereadBridge() != 0) {
+        return;
+    }
     for (; gNextNumber <= platform::PORT_NUMBER_MAX; gNextNumber++) {
         PortEntry* port = platform::portOfNumber(gNextNumber);
         if (port != nullptr && !port->vanished && !reportPort(port, output)) {
@@ -147,6 +160,10 @@ int32_t linkSocketPending() {
     return pending() ? gLinkSocket : -1;
 }
 
+void reportAllPorts() {
+    gNextNumber = 1;
+}
+
 } // namespace platform
 
 // Asked for when a link socket is made: what waited on an earlier one of the same number is void.
@@ -155,6 +172,7 @@ uint32_t platformLinkGroups(uint32_t* list) {
     gLinkSocket = -1;
     gRest = {};
     gNextNumber = 0;
+    platform::kernelBridge()->rereadWanted = true;
     uint32_t count = 0;
     list[count++] = RTNLGRP_LINK;
     const int fd = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE);
@@ -176,11 +194,12 @@ int32_t platformLinkRecv(int32_t fd, void* buffer, uint32_t length) {
     if (!pending() && receiveDatagram(fd) != 0) {
         return -1;
     }
-    LinkOutput output = {static_cast<uint8_t*>(buffer), length, 0};
+    LinkOutput output = {static_cast<uint8_t*>(buffer), length, 0, false};
     if (gNextNumber != 0) {
         reportPorts(&output);
     } else {
         translateRest(&output);
+        platform::putBridgeNews(&output);
     }
     if (output.used == 0) {
         platform::putNothing(&output);

@@ -8,4 +8,7 @@ namespace platform {
 /// none, else -1.
 int32_t linkSocketPending();
 
+/// Has the present state of every port told.
+void reportAllPorts();
+
 } // namespace platform

@@ -1,8 +1,8 @@
 // The daemon reads link messages in a numbering of its own, in which several attribute numbers mean
 // other things than in a stock kernel's messages. So nothing of a kernel's message is handed on:
 // what matters in it is written anew, into messages that hold one fact each. Of a port that is its
-// operational state, or that its interface is gone; interfaces that are no port are of no interest,
-// nor is the bridge's own view of its ports (messages of family bridge).
+// operational state, a speed that changed, or that it is gone: its interface vanished or left the
+// bridge. What the kernel tells of its bridge goes into the record of it first.
 
 #include "link_translate.h"
 
@@ -11,32 +11,34 @@
 
 #include <cstring>
 
+#include "bridge_news.h"
+#include "bridge_vlans.h"
+#include "interface_speed.h"
+#include "kernel_bridge.h"
+#include "platform/seam.h"
 #include "port_table.h"
 
 namespace {
 
+using platform::BridgePort;
 using platform::LinkInfo;
 using platform::LinkOutput;
 using platform::PortEntry;
-
-constexpr uint16_t kOperStateAttribute = 16;
-constexpr uint8_t kOperStateDown = 2;
-constexpr uint8_t kOperStateUp = 6;
 
 struct LinkMessage {
     nlmsghdr header;
     ifinfomsg body;
 };
 
-struct OperStateMessage {
+// One attribute, and room for its value.
+struct AttributeMessage {
     LinkMessage link;
     rtattr attribute;
-    uint8_t state;
-    uint8_t padding[3];
+    uint8_t value[8];
 };
 
 bool put(LinkOutput* output, const void* message, uint32_t length) {
-    if (output->room - output->used < length) {
+    if (output->closed || output->room - output->used < length) {
         return false;
     }
     memcpy(output->data + output->used, message, length);
@@ -53,18 +55,60 @@ LinkMessage linkMessage(uint16_t type, uint32_t length, uint32_t ifindex) {
     return message;
 }
 
+bool putAttribute(LinkOutput* output, uint32_t ifindex, uint16_t type, const void* value,
+                  uint16_t length) {
+    AttributeMessage message = {};
+    constexpr uint32_t kHeaders = sizeof message - sizeof message.value;
+    const uint32_t size = kHeaders + ((length + 3U) & ~3U);
+    message.link = linkMessage(RTM_NEWLINK, size, ifindex);
+    message.attribute.rta_len = static_cast<uint16_t>(sizeof message.attribute + length);
+    message.attribute.rta_type = type;
+    if (length != 0) {
+        memcpy(message.value, value, length);
+    }
+    return put(output, &message, size);
+}
+
+// A link that was up before and is up still, at another speed.
+bool speedChanged(PortEntry* port, bool up) {
+    uint32_t speed = 0;
+    return up && port->up && platform::interfaceSpeed(port->ifindex, &speed) == 0 &&
+           speed != port->speed;
+}
+
 bool translateNewLink(const LinkInfo& link, PortEntry* port, LinkOutput* output) {
     if (!platform::portAttached(port) || port->vanished || link.operState < 0) {
         return true;
     }
-    return platform::putOperState(output, link.ifindex, platform::linkIsUp(link));
+    const bool up = platform::linkIsUp(link);
+    return speedChanged(port, up) ? platform::putChanged(output, link.ifindex)
+                                  : platform::putOperState(output, link.ifindex, up);
 }
 
 bool translateDelLink(const LinkInfo& link, PortEntry* port, LinkOutput* output) {
-    if (platform::portAttached(port) && !platform::putVanished(output, link.ifindex)) {
+    if (platform::portAttached(port) && !platform::putGone(output, link.ifindex)) {
         return false;
     }
     platform::portVanished(port);
+    return true;
+}
+
+// The bridge's view of a port: it joins, changes its state, or leaves.
+bool translateBridgePort(const LinkInfo& link, bool joined, LinkOutput* output) {
+    BridgePort* port = platform::findBridgePort(link.ifindex);
+    if (joined) {
+        platform::noteBridgePort(link);
+        return true;
+    }
+    if (port == nullptr) {
+        return true;
+    }
+    const PortEntry* entry = platform::findPort(link.ifindex);
+    if (entry != nullptr && platform::portAttached(entry) &&
+        !platform::putGone(output, link.ifindex)) {
+        return false;
+    }
+    platform::leaveBridge(port);
     return true;
 }
 
@@ -73,17 +117,29 @@ bool translateDelLink(const LinkInfo& link, PortEntry* port, LinkOutput* output)
 namespace platform {
 
 bool putOperState(LinkOutput* output, uint32_t ifindex, bool up) {
-    OperStateMessage message = {};
-    message.link = linkMessage(RTM_NEWLINK, sizeof message, ifindex);
-    message.attribute.rta_len = sizeof message.attribute + sizeof message.state;
-    message.attribute.rta_type = kOperStateAttribute;
-    message.state = up ? kOperStateUp : kOperStateDown;
-    return put(output, &message, sizeof message);
+    const uint8_t state = up ? PLATFORM_LINK_OPER_UP : PLATFORM_LINK_OPER_DOWN;
+    return putAttribute(output, ifindex, PLATFORM_LINK_OPERSTATE, &state, sizeof state);
 }
 
-bool putVanished(LinkOutput* output, uint32_t ifindex) {
+bool putGone(LinkOutput* output, uint32_t ifindex) {
     const LinkMessage message = linkMessage(RTM_DELLINK, sizeof message, ifindex);
-    return put(output, &message, sizeof message);
+    if (!put(output, &message, sizeof message)) {
+        return false;
+    }
+    output->closed = true;
+    return true;
+}
+
+bool putChanged(LinkOutput* output, uint32_t ifindex) {
+    return putAttribute(output, ifindex, PLATFORM_LINK_PORT_CHANGED, nullptr, 0);
+}
+
+bool putVlan(LinkOutput* output, uint32_t ifindex, uint16_t vlan) {
+    return putAttribute(output, ifindex, PLATFORM_LINK_VLAN, &vlan, sizeof vlan);
+}
+
+bool putSystemMac(LinkOutput* output, uint32_t ifindex, const uint8_t* address) {
+    return putAttribute(output, ifindex, PLATFORM_LINK_SYSTEM_MAC, address, LINK_ADDRESS_SIZE);
 }
 
 bool putNothing(LinkOutput* output) {
@@ -95,11 +151,21 @@ bool putNothing(LinkOutput* output) {
 
 bool translateMessage(const Bytes& message, LinkOutput* output) {
     const uint16_t type = messageHeader(message).nlmsg_type;
-    LinkInfo link;
-    if ((type != RTM_NEWLINK && type != RTM_DELLINK) || !readLink(message, &link) ||
-        link.family != AF_UNSPEC) {
+    if (type == RTM_NEWVLAN || type == RTM_DELVLAN) {
+        readVlans(message, type == RTM_NEWVLAN);
         return true;
     }
+    LinkInfo link;
+    if ((type != RTM_NEWLINK && type != RTM_DELLINK) || !readLink(message, &link)) {
+        return true;
+    }
+    if (link.family == AF_BRIDGE) {
+        return translateBridgePort(link, type == RTM_NEWLINK, output);
+    }
+    if (link.family != AF_UNSPEC) {
+        return true;
+    }
+    noteBridgeLink(link, type == RTM_NEWLINK);
     PortEntry* port = findPort(link.ifindex);
     if (port == nullptr) {
         return true;

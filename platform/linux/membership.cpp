@@ -11,6 +11,7 @@
 
 #include <cstring>
 
+#include "kernel_bridge.h"
 #include "platform/interfaces.h"
 #include "port_table.h"
 
@@ -72,7 +73,11 @@ int32_t attachBpdus(uint32_t ifindex, uint32_t kind) {
         return 0;
     }
     leaveGroup(port);
+    const bool isNew = !portAttached(port);
     port->kind = kind;
+    if (isNew) {
+        bridgePortAttached(ifindex);
+    }
     return joinGroup(port);
 }
 
@@ -82,6 +87,7 @@ int32_t detachBpdus(uint32_t ifindex) {
         return -1;
     }
     const int32_t result = leaveGroup(port);
+    bridgePortReleased(ifindex);
     portReleased(port);
     return result;
 }

@@ -85,6 +85,9 @@ void portVanished(PortEntry* port) {
 
 void portReleased(PortEntry* port) {
     port->kind = 0;
+    port->left = false;
+    port->up = false;
+    port->speed = 0;
     if (port->vanished) {
         freeNumber(port);
     }

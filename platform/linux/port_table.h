@@ -13,6 +13,9 @@ struct PortEntry {
     uint32_t kind;    ///< BPDUs that the daemon wants of the interface, KEL_KIND_*; 0: no port
     bool joined;      ///< the packet socket is a member of that kind's group
     bool vanished;    ///< the kernel has deleted the interface
+    bool left;        ///< it has left the bridge, and the daemon is still to be told
+    bool up;          ///< the operational state that the daemon has read last
+    uint32_t speed;   ///< the speed that the daemon has read last, 0 for none
 };
 
 /// The entry of an interface, also of one that vanished while it was a port. @return null for none

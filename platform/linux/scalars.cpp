@@ -1,6 +1,7 @@
 // Scalars of a switch that is one Linux system: one control unit, which is always the active one,
 // no peer to keep in step, every VLAN there is, and nobody who would refuse a management change.
 
+#include "kernel_bridge.h"
 #include "platform/hardware.h"
 
 namespace {
@@ -12,11 +13,13 @@ constexpr uint32_t kVlanMax = 4094;
 } // namespace
 
 // The two tests for a peer unit (KEL_HW_PEER_SYNC, KEL_HW_PEER_ABSENT) both fail: nothing is
-// mirrored.
+// mirrored. The daemon asks for the unit's role whenever it is about to send a frame: the kernel is
+// brought in step first, so that no agreement leaves before the ports that it speaks for discard.
 int32_t kelHwScalarGet(uint32_t /*index*/, uint32_t attribute, void* value) {
     if (attribute != KEL_HW_UNIT_ROLE) {
         return -1;
     }
+    platform::settleBridge();
     *static_cast<uint32_t*>(value) = kUnitActive;
     return 0;
 }

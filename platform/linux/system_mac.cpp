@@ -2,6 +2,8 @@
 // device it is the lowest address among the Ethernet interfaces of the network namespace, a choice
 // that does not depend on the order in which they came up.
 
+#include "system_mac.h"
+
 #include <net/if_arp.h>
 #include <sys/ioctl.h>
 
@@ -16,6 +18,9 @@
 namespace {
 
 constexpr uint32_t kMacSize = platform::LINK_ADDRESS_SIZE;
+
+uint8_t gTold[kMacSize];
+bool gIsTold;
 
 struct Candidate {
     uint8_t address[kMacSize];
@@ -67,10 +72,24 @@ int32_t readSystemMac(octetstring* mac) {
     }
     memcpy(mac->pBuf, candidate.address, kMacSize);
     mac->len = kMacSize;
+    platform::noteSystemMac(candidate.address);
     return 0;
 }
 
 } // namespace
+
+namespace platform {
+
+bool systemMacDiffers(const uint8_t* address) {
+    return gIsTold && isStationAddress(address) && memcmp(address, gTold, kMacSize) != 0;
+}
+
+void noteSystemMac(const uint8_t* address) {
+    memcpy(gTold, address, kMacSize);
+    gIsTold = true;
+}
+
+} // namespace platform
 
 int32_t kelScalarGetApi(uint32_t /*index*/, uint32_t attribute, void* value) {
     if (attribute != KEL_SCALAR_SYSTEM_MAC) {
