@@ -66,7 +66,7 @@ namespace platform {
 
 void noteBridgePort(const LinkInfo& link) {
     KernelBridge* bridge = kernelBridge();
-    if (bridge->ifindex == 0 || link.master != bridge->ifindex) {
+    if (!isPortOfBridge(link)) {
         return;
     }
     BridgePort* port = findBridgePort(link.ifindex);

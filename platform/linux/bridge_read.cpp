@@ -44,7 +44,7 @@ void keepBridge(const LinkInfo& link, void* context) {
 }
 
 void keepPort(const LinkInfo& link, void* context) {
-    if (link.master == 0 || link.master != kernelBridge()->ifindex) {
+    if (!platform::isPortOfBridge(link)) {
         return;
     }
     BridgePort* port = platform::findBridgePort(link.ifindex);

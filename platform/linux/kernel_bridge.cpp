@@ -65,6 +65,12 @@ BridgePort* findBridgePort(uint32_t ifindex) {
     return nullptr;
 }
 
+// The kernel calls the bridge its own master in messages about VLANs of its own.
+bool isPortOfBridge(const LinkInfo& link) {
+    return gBridge.ifindex != 0 && link.master == gBridge.ifindex &&
+           link.ifindex != gBridge.ifindex;
+}
+
 void bindBridge(const LinkInfo* link) {
     // Most of the record is ports that there never were: it stays untouched.
     for (uint32_t i = 0; i < gBridge.portsEnd; i++) {

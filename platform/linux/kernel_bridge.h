@@ -80,6 +80,9 @@ KernelBridge* kernelBridge();
 /// The port of the bridge on interface @p ifindex, null for none.
 BridgePort* findBridgePort(uint32_t ifindex);
 
+/// True when a link message of family bridge is about a port of the bridge.
+bool isPortOfBridge(const LinkInfo& link);
+
 /// Starts anew with the bridge @p link, or with none.
 void bindBridge(const LinkInfo* link);
 
