@@ -47,6 +47,7 @@
 #include "kernel_bridge.h"
 #include "netlink_request.h"
 #include "platform/interfaces.h"
+#include "platform/joined_ports.h"
 #include "platform/stg.h"
 #include "platform/timer.h"
 #include "process.h"
@@ -69,7 +70,7 @@ constexpr uint64_t kRetryLater = 1'000'000;
 NetlinkRequest gRequest;
 uint16_t gTarget[VLAN_MAX + 1];          // the kernel's instance that each VLAN belongs in
 uint8_t gHeld[platform::VLAN_LIST_SIZE]; // VLANs that are not to be moved now
-platform::PortJoined gPortJoined;
+int32_t (*gPortJoined)(uint32_t unit);
 
 // ---- messages
 
@@ -542,14 +543,15 @@ void settle(uint64_t now) {
     endSettling(now);
 }
 
+// A port is offered until it is taken or refused.
 void announceJoined() {
     KernelBridge* bridge = kernelBridge();
-    for (uint32_t i = 0; i < bridge->portsEnd; i++) {
-        if (bridge->ports[i].unannounced) {
-            bridge->ports[i].unannounced = false;
-            if (gPortJoined != nullptr) {
-                gPortJoined(bridge->ports[i].ifindex);
-            }
+    bridge->unannounced = false;
+    for (uint32_t i = 0; i < bridge->portsEnd && gPortJoined != nullptr; i++) {
+        BridgePort* port = &bridge->ports[i];
+        if (port->unannounced) {
+            port->unannounced = gPortJoined(port->ifindex) == PLATFORM_PORT_LATER;
+            bridge->unannounced = bridge->unannounced || port->unannounced;
         }
     }
 }
@@ -577,10 +579,6 @@ void notePortState(BridgePort* port, uint8_t state, bool up) {
     kernelBridge()->unsettled = true;
 }
 
-void setPortJoined(PortJoined joined) {
-    gPortJoined = joined;
-}
-
 void settleBridge() {
     KernelBridge* bridge = kernelBridge();
     if (bridge->rereadWanted && rereadBridge() != 0) {
@@ -597,10 +595,21 @@ void settleBridge() {
         bridge->unsettled = true;
     }
     if (bridge->unsettled) {
-        announceJoined();
         settle(now);
     }
     proveNeighboursNow();
 }
 
+void serveBridge() {
+    settleBridge();
+    if (kernelBridge()->unannounced) {
+        announceJoined();
+        settleBridge();
+    }
+}
+
 } // namespace platform
+
+void platformOnPortJoined(int32_t (*callBack)(uint32_t unit)) {
+    gPortJoined = callBack;
+}

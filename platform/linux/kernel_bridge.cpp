@@ -118,6 +118,7 @@ BridgePort* joinBridge(uint32_t ifindex, Untold untold) {
     port->number = entry != nullptr ? portNumber(entry) : 0;
     port->untold = entry != nullptr && portAttached(entry) ? Untold::BLOCK : untold;
     port->unannounced = true;
+    gBridge.unannounced = true;
     gBridge.portsEnd = std::max(gBridge.portsEnd, static_cast<uint32_t>(port - gBridge.ports) + 1);
     unsettlePort(port);
     return port;

@@ -40,7 +40,7 @@ struct BridgePort {
     uint32_t number;  ///< in the port table; 0: none was free
     Untold untold;
     bool seen;        ///< in the present reading of the bridge
-    bool unannounced; ///< the joining is to be told
+    bool unannounced; ///< whoever wants to know of ports that join has yet to take it
     bool unsettled;   ///< something is fresh or stale
     bool written;     ///< the kernel has taken the state of the port itself
     bool complained;
@@ -64,6 +64,7 @@ struct KernelBridge {
     bool mappingUnsettled; ///< which may be instances of VLANs
     bool rereadWanted;     ///< what is known may be wrong
     bool newsWait;         ///< some port has news
+    bool unannounced;      ///< some port is
     bool hasAddress;
     uint8_t address[LINK_ADDRESS_SIZE];
     uint64_t keepUntil;               ///< VLANs of ports that are kept are not moved before
@@ -122,6 +123,9 @@ void bridgeStateChanged(uint32_t ifindex, uint16_t instance);
 /// flush and before the daemon waits.
 void settleBridge();
 
+/// The daemon is about to wait: settles the bridge, and offers ports that have joined.
+void serveBridge();
+
 /// Reads the bridge anew. Ports that have left are marked so in the port table.
 /// @return 0 or an errno value: to be tried again
 int32_t rereadBridge();
@@ -137,10 +141,5 @@ int32_t flushLearned(uint32_t ifindex, const uint8_t* vlans, uint32_t length);
 /// next settleBridge.
 void proveNeighbours(uint8_t family, const uint8_t* vlans, uint32_t length);
 void proveNeighboursNow();
-
-/// Called, from settleBridge, for each interface that has become a port of the bridge, also for
-/// those found at the start; null for nobody.
-using PortJoined = void (*)(uint32_t ifindex);
-void setPortJoined(PortJoined joined);
 
 } // namespace platform

@@ -52,7 +52,7 @@ int32_t selectNow(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* excep
 int32_t platformSelect(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        timeval* timeout) {
     platform::serviceAlive();
-    platform::settleBridge();
+    platform::serveBridge();
     const int32_t pending = platform::linkSocketPending();
     if (pending < 0 || pending >= nfds || readfds == nullptr || !FD_ISSET(pending, readfds)) {
         return selectServingSignals(nfds, readfds, writefds, exceptfds, timeout);

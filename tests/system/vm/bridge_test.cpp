@@ -32,6 +32,7 @@
 #include "netlink_request.h"
 #include "platform/hardware.h"
 #include "platform/interfaces.h"
+#include "platform/joined_ports.h"
 #include "platform/octets.h"
 #include "platform/seam.h"
 #include "platform/stg.h"
@@ -547,6 +548,55 @@ TEST_F(BridgeGroups, PortThatANewDaemonRunsDiscardsUntilTold) {
     start();
     attach(indexOf("pa"));
     expectStates("pa", {{10, "blocking"}, {11, "blocking"}, {12, "blocking"}});
+}
+
+// ---- ports that are offered
+
+std::vector<uint32_t> gOffered;
+int32_t gAnswer;
+
+int32_t takeOffer(uint32_t unit) {
+    gOffered.push_back(unit);
+    return gAnswer;
+}
+
+class BridgeOffers : public Bridge {
+  protected:
+    void SetUp() override {
+        Bridge::SetUp();
+        gOffered.clear();
+        platformOnPortJoined(takeOffer);
+    }
+
+    void TearDown() override {
+        platformOnPortJoined(nullptr);
+        Bridge::TearDown();
+    }
+};
+
+TEST_F(BridgeOffers, PortThatJoinsIsOfferedOnce) {
+    gAnswer = PLATFORM_PORT_TAKEN;
+    join("pa");
+    serve();
+    EXPECT_THAT(gOffered, ElementsAre(indexOf("pa")));
+}
+
+TEST_F(BridgeOffers, PortThatIsNotWantedYetIsOfferedAgain) {
+    gAnswer = PLATFORM_PORT_LATER;
+    join("pa");
+    gOffered.clear();
+    gAnswer = PLATFORM_PORT_REFUSED;
+    serve();
+    serve();
+    EXPECT_THAT(gOffered, ElementsAre(indexOf("pa")));
+}
+
+TEST_F(BridgeOffers, PortsThatAreThereBeforeTheDaemonAreOffered) {
+    crash();
+    run("ip link set pa master br0; ip link set pb master br0");
+    gAnswer = PLATFORM_PORT_TAKEN;
+    start();
+    EXPECT_THAT(gOffered, testing::UnorderedElementsAre(indexOf("pa"), indexOf("pb")));
 }
 
 // ---- modes
