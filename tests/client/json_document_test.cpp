@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "changes.h"
 #include "golden.h"
 #include "json_writer.h"
 #include "sample_snapshot.h"
@@ -28,11 +29,11 @@ static std::set<std::string> alternatives(const std::string& text) {
     return {text.substr(0, either), text.substr(either + 4)};
 }
 
-// Keys and types of the lines "| `key` | type |..." before the heading @p end.
+// Keys and types of the lines "| `key` | type |..." from one heading to the other.
 static Types documented(const std::string& heading, const std::string& end) {
     const std::string document = fileText(MSTP_SOURCE_FOLDER "/docs/json.md");
-    const size_t start = heading.empty() ? 0 : document.find(heading);
-    const size_t stop = document.find(end);
+    const size_t start = document.find(heading);
+    const size_t stop = end.empty() ? document.size() : document.find(end);
     std::istringstream lines(document.substr(start, stop - start));
     Types types;
     for (std::string line; std::getline(lines, line);) {
@@ -98,7 +99,7 @@ static std::set<std::string> keysOf(const Types& types) {
 }
 
 TEST(JsonDocument, HasTheKeysThatArePrintedAndNoOthers) {
-    EXPECT_EQ(keysOf(documented("", "## Watch")), keysOf(printed(sampleSnapshot())));
+    EXPECT_EQ(keysOf(documented("# The JSON", "## Watch")), keysOf(printed(sampleSnapshot())));
 }
 
 TEST(JsonDocument, TellsTheTypesThatArePrinted) {
@@ -107,5 +108,18 @@ TEST(JsonDocument, TellsTheTypesThatArePrinted) {
         types[key].insert(more.begin(), more.end());
     }
 
-    EXPECT_EQ(documented("", "## Watch"), types);
+    EXPECT_EQ(documented("# The JSON", "## Watch"), types);
+}
+
+TEST(JsonDocument, TellsTheKeysAndTypesOfWatch) {
+    Change change;
+    change.port = "eth1";
+    change.hadOld = true;
+    Types types;
+    for (int kind = 0; kind <= static_cast<int>(ChangeKind::DaemonBack); kind++) {
+        change.kind = static_cast<ChangeKind>(kind);
+        collect(nlohmann::json::parse(changeJson(change, {})), "", types);
+    }
+
+    EXPECT_EQ(documented("## Watch", ""), types);
 }

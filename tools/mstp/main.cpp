@@ -95,13 +95,15 @@ void addWords(CLI::App& app, const CommandHelp& help, const WordsAction& act) {
 }
 
 void addWatch(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
-    CLI::App* command = app.add_subcommand("watch", "follow roles and states as they change");
+    CLI::App* command =
+        app.add_subcommand("watch", "follow links, roots, roles and states as they change");
     command->add_option("--for", arguments.watch.seconds, "seconds to watch; else until Ctrl-C")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0.0, 1e9));
     command->add_option("--interval", arguments.watch.intervalMs, "milliseconds between looks")
         ->check(CLI::Range(1, 60000));
     command->add_flag("--epoch", arguments.watch.epoch, "times in seconds since 1970");
-    command->callback([&] { watchRoles(std::cout, daemon, arguments.watch); });
+    command->add_flag("--json", arguments.watch.json, "a JSON object a line");
+    command->callback([&] { watchBridge(std::cout, daemon, arguments.watch); });
 }
 
 void addFiles(CLI::App& app, Arguments& arguments, const Daemon& daemon) {

@@ -141,13 +141,3 @@ TEST_F(ClientTest, WithoutADaemonItSaysWhatToDo) {
     expectRefused("show", 3, "start mstp-daemon again");
     expectRefused("--run-dir /nonexistent show", 3, "name its folder with --run-dir");
 }
-
-TEST_F(ClientTest, WatchReportsAPortThatGoesDown) {
-    configure();
-    client("port add port1");
-    eventually("show --json", "\"role\": \"designated\"");
-
-    const Ended watched = run("(sleep 1; ip link set port1p down) & " MSTP_CLIENT " watch --for 4");
-
-    EXPECT_THAT(watched.output, HasSubstr("port1  instance 0  disabled discarding  (was "));
-}
