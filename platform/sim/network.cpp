@@ -420,17 +420,23 @@ void Network::flushed(uint32_t number, uint32_t unit, uint32_t attribute,
 
 // ---- looking
 
-uint32_t Network::role(uint32_t number, uint32_t instance, uint32_t unit) const {
+const tMstpPort* Network::port(uint32_t number, uint32_t unit) const {
     const tMstp& context = m_nodes[number]->context;
     for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
-        const tMstpPort& port = context.ports[p];
-        if (port.state != MSTP_SLOT_IN_USE || port.unit != unit || instance >= context.xstLimit) {
-            continue;
+        if (context.ports[p].state == MSTP_SLOT_IN_USE && context.ports[p].unit == unit) {
+            return &context.ports[p];
         }
-        const tMstpXstPort& xstPort = port.xstPorts[instance];
-        return xstPort.state == MSTP_SLOT_IN_USE ? xstPort.role : 0;
     }
-    return 0;
+    return nullptr;
+}
+
+uint32_t Network::role(uint32_t number, uint32_t instance, uint32_t unit) const {
+    const tMstpPort* found = port(number, unit);
+    if (found == nullptr || instance >= m_nodes[number]->context.xstLimit) {
+        return 0;
+    }
+    const tMstpXstPort& xstPort = found->xstPorts[instance];
+    return xstPort.state == MSTP_SLOT_IN_USE ? xstPort.role : 0;
 }
 
 } // namespace sim

@@ -191,6 +191,8 @@ class Network {
     void addObserver(Observer* observer);
     void removeObserver(Observer* observer);
 
+    /// A port's record, to look at; none where the daemon has no such port.
+    const tMstpPort* port(uint32_t node, uint32_t unit) const;
     /// Role (MSTP_PORT_ROLE_*) of a port in an instance; 0 where there is none.
     uint32_t role(uint32_t node, uint32_t instance, uint32_t unit) const;
     /// True if the hardware lets frames of @p vlan in and out at the port, and it has a link.

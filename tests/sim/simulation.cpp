@@ -3,133 +3,175 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 
-#include "mstp_bridge.h"
 #include "mstp_nm.h"
-#include "mstp_port.h"
-#include "mstp_xst.h"
 
-// An instance i of region r carries the VLANs i * 10 + r.
+// Instance i carries the VLANs i * 10 and, that regions differ, one more of its region's.
 static constexpr uint32_t VLANS_PER_INSTANCE = 10;
+static constexpr uint64_t PORTS_AFTER = 100'000;
+static constexpr uint32_t PORT_PRIORITY_STEP = 16;
 
 static void expectSet(int32_t result, const char* what) {
     EXPECT_EQ(result, 0) << what;
 }
 
 Simulation::Simulation(const Topology& topology) : m_topology(topology) {
-    for (uint32_t b = 0; b < m_topology.bridges.size(); b++) {
+    for (uint32_t b = 0; b < m_topology.bridges(); b++) {
+        const oracle::Bridge& bridge = m_topology.network.bridges[b];
         sim::NodeOptions options;
-        options.name = "region" + std::to_string(m_topology.bridges[b].region);
-        options.mac.assign(m_topology.bridges[b].mac.begin(), m_topology.bridges[b].mac.end());
-        m_network.addNode(options);
+        options.name = bridge.region;
+        options.mac.assign(bridge.mac.begin(), bridge.mac.end());
+        options.configure = [this](sim::Network& /*network*/, uint32_t node) { configure(node); };
+        m_network.declareNode(options);
     }
-    for (const PaperLink& link : m_topology.links) {
+    for (const oracle::Segment& segment : m_topology.network.segments) {
+        std::vector<sim::LinkEnd> ends;
         sim::LinkOptions options;
-        options.speed = link.speed;
-        m_network.addLink({link.bridges[0], link.units[0]}, {link.bridges[1], link.units[1]},
-                          options);
+        for (const oracle::End& end : segment.ends) {
+            ends.push_back({end.bridge, end.unit});
+            options.speed = m_topology.network.bridges[end.bridge].ports.at(end.unit).speed;
+        }
+        m_network.addHub(ends, options);
     }
-    for (uint32_t b = 0; b < m_topology.bridges.size(); b++) {
-        configure(b);
+    std::vector<uint32_t> vlans = {1};
+    for (uint32_t instance = 1; instance <= m_topology.instances; instance++) {
+        vlans.push_back(instance * VLANS_PER_INSTANCE);
+    }
+    m_invariants = std::make_unique<sim::Invariants>(m_network, vlans);
+    m_invariants->allowLoopsFor(UINT64_MAX);
+    for (uint32_t b = 0; b < m_topology.bridges(); b++) {
+        m_network.start(b);
     }
 }
 
-static void addPort(uint32_t unit, bool snooping) {
-    uint32_t enable = MSTP_FALSE;
-    expectSet(mstpPortSetApi(unit, MSTP_PORT_ADMINNONSTP, &enable), "port");
-    uint32_t form = snooping ? MSTP_TRUE : MSTP_FALSE;
-    expectSet(mstpPortSetApi(unit, MSTP_PORT_BPDUSNOOPINGENABLE, &form), "snooping");
+static void mapVlans(const oracle::Bridge& bridge, uint32_t instance) {
+    uint8_t vlans[MSTP_VLAN_LIST_SIZE] = {};
+    const uint32_t region = static_cast<uint32_t>(bridge.region.back() - '0');
+    bitListSet(vlans, instance * VLANS_PER_INSTANCE - 1);
+    bitListSet(vlans, instance * VLANS_PER_INSTANCE + region);
+    octetstring list = {reinterpret_cast<int8_t*>(vlans), sizeof vlans};
+    expectSet(mstpXstSetApi(instance, MSTP_XST_VLANLIST, &list), "VLANs");
 }
 
 // Instances first, then the reset that starts the bridge, then its ports.
 void Simulation::configure(uint32_t number) {
-    const PaperBridge& bridge = m_topology.bridges[number];
-    m_network.on(number, [&] {
-        const uint32_t instances = bridge.version == 3 ? m_topology.instances : 0;
-        for (uint32_t i = 0; i <= instances; i++) {
-            uint32_t create = MSTP_CREATEANDGO;
-            expectSet(mstpXstSetApi(i, MSTP_XST_ROWSTATUS, &create), "row status");
-            uint32_t priority = bridge.priorities[i] << 12;
-            expectSet(mstpXstSetApi(i, MSTP_XST_BRIDGEPRIORITY, &priority), "priority");
-            if (i == 0) {
-                continue;
-            }
-            uint8_t vlans[MSTP_VLAN_LIST_SIZE] = {};
-            bitListSet(vlans, i * VLANS_PER_INSTANCE + bridge.region - 1);
-            octetstring list = {reinterpret_cast<int8_t*>(vlans), sizeof vlans};
-            expectSet(mstpXstSetApi(i, MSTP_XST_VLANLIST, &list), "VLANs");
+    const oracle::Bridge& bridge = m_topology.network.bridges[number];
+    for (const auto& [instance, nibble] : bridge.priorities) {
+        if (!bridge.runs(instance)) {
+            continue;
         }
-        uint32_t version = bridge.version;
-        expectSet(mstpGeneralSetApi(0, MSTP_GEN_FORCEVERSION, &version), "version");
-        uint32_t revision = 1;
-        expectSet(mstpGeneralSetApi(0, MSTP_GEN_CFGIDREVLEVEL, &revision), "revision");
-    });
-    m_network.run(100'000);
-    m_network.on(number, [&] {
-        for (const PaperLink& link : m_topology.links) {
-            for (uint32_t side = 0; side < 2; side++) {
-                if (link.bridges[side] == number) {
-                    addPort(link.units[side], link.snooping);
-                }
+        uint32_t create = MSTP_CREATEANDGO;
+        expectSet(mstpXstSetApi(instance, MSTP_XST_ROWSTATUS, &create), "row status");
+        uint32_t priority = nibble << 12;
+        expectSet(mstpXstSetApi(instance, MSTP_XST_BRIDGEPRIORITY, &priority), "priority");
+        if (instance != 0) {
+            mapVlans(bridge, instance);
+        }
+    }
+    uint32_t version = bridge.version;
+    expectSet(mstpGeneralSetApi(0, MSTP_GEN_FORCEVERSION, &version), "version");
+    uint32_t revision = 1;
+    expectSet(mstpGeneralSetApi(0, MSTP_GEN_CFGIDREVLEVEL, &revision), "revision");
+    m_network.later(number, PORTS_AFTER, [this, number] { configurePorts(number); });
+}
+
+static void configureInstancePort(uint32_t instance, const oracle::Port& port) {
+    const auto found = port.instances.find(instance);
+    if (found == port.instances.end()) {
+        return;
+    }
+    tMstpXstPortIndex index = {instance, port.unit};
+    uint32_t priority = found->second.priority * PORT_PRIORITY_STEP;
+    expectSet(mstpXstPortSetApi(&index, MSTP_XSTPORT_PRIORITY, &priority), "port priority");
+    uint32_t cost = found->second.cost;
+    if (cost != 0) {
+        expectSet(mstpXstPortSetApi(&index, MSTP_XSTPORT_ADMINPATHCOST, &cost), "path cost");
+    }
+}
+
+// A port on a hub is told so: nobody can find out by itself who else will speak there.
+static void declareShared(const Topology& topology, uint32_t bridge) {
+    for (const oracle::Segment& segment : topology.network.segments) {
+        for (const oracle::End& end : segment.ends) {
+            if (end.bridge == bridge && segment.ends.size() > 2) {
+                uint32_t pointToPoint = MSTP_FALSE;
+                expectSet(mstpPortSetApi(end.unit, MSTP_PORT_ADMINPOINTTOPOINT, &pointToPoint),
+                          "point-to-point");
             }
         }
-    });
+    }
 }
 
-void Simulation::cut(uint32_t link) {
-    m_topology.links[link].up = false;
-    m_network.setLink(link, false);
+void Simulation::configurePorts(uint32_t number) {
+    const oracle::Bridge& bridge = m_topology.network.bridges[number];
+    for (const auto& [unit, port] : bridge.ports) {
+        uint32_t off = MSTP_FALSE;
+        expectSet(mstpPortSetApi(unit, MSTP_PORT_ADMINNONSTP, &off), "port");
+        uint32_t form = m_topology.snooping ? MSTP_TRUE : MSTP_FALSE;
+        expectSet(mstpPortSetApi(unit, MSTP_PORT_BPDUSNOOPINGENABLE, &form), "snooping");
+        for (const auto& [instance, nibble] : bridge.priorities) {
+            if (bridge.runs(instance)) {
+                configureInstancePort(instance, port);
+            }
+        }
+    }
+    declareShared(m_topology, number);
 }
 
-void Simulation::mend(uint32_t link) {
-    m_topology.links[link].up = true;
-    m_network.setLink(link, true);
+void Simulation::cut(uint32_t segment) {
+    m_topology.network.segments[segment].up = false;
+    m_network.setLink(segment, false);
 }
 
-static std::string describe(const PaperPort& port) {
+void Simulation::mend(uint32_t segment) {
+    m_topology.network.segments[segment].up = true;
+    m_network.setLink(segment, true);
+}
+
+static std::string describe(const oracle::PortKey& port) {
     return "bridge " + std::to_string(port.bridge) + " instance " + std::to_string(port.instance) +
            " port " + std::to_string(port.unit);
 }
 
-uint32_t Simulation::roleOf(const PaperPort& port) {
-    uint32_t role = 0;
-    m_network.on(port.bridge, [&] {
-        tMstpXstPortIndex index = {port.instance, port.unit};
-        mstpXstPortGetApi(&index, MSTP_XSTPORT_ROLE, &role);
-    });
-    return role;
-}
-
-// One end of a yielding link has spoken first; the other stays alternate, in every instance.
-void Simulation::checkYielding(uint32_t number, PaperTree& tree, std::vector<std::string>& lines) {
-    const PaperLink& link = m_topology.links[number];
+// One end of a yielding segment has spoken first; the others stay alternate, in every instance.
+void Simulation::checkYielding(uint32_t number, oracle::Trees& trees,
+                               std::vector<std::string>& lines) {
     uint32_t designated = 0;
-    for (uint32_t side = 0; side < 2; side++) {
-        const PaperPort cist = {link.bridges[side], 0, link.units[side]};
-        const auto role = static_cast<Role>(roleOf(cist));
-        designated += role == Role::Designated ? 1 : 0;
+    for (const oracle::End& end : m_topology.network.segments[number].ends) {
+        const bool speaks = m_network.role(end.bridge, 0, end.unit) == MSTP_PORT_ROLE_DESIGNATED;
+        designated += speaks ? 1 : 0;
         for (uint32_t instance = 0; instance <= m_topology.instances; instance++) {
-            const auto found = tree.roles.find({cist.bridge, instance, cist.unit});
-            if (found != tree.roles.end()) {
-                found->second = role == Role::Designated ? Role::Designated : Role::Alternate;
+            const auto found = trees.roles.find({end.bridge, instance, end.unit});
+            if (found != trees.roles.end()) {
+                found->second = speaks ? oracle::Role::Designated : oracle::Role::Alternate;
             }
         }
     }
     if (designated != 1) {
-        lines.push_back("link " + std::to_string(number) + " has " + std::to_string(designated) +
+        lines.push_back("segment " + std::to_string(number) + " has " + std::to_string(designated) +
                         " designated ends, on paper one");
+    }
+}
+
+// Whether a port has fallen back for an old neighbour's sake depends on who spoke first.
+void Simulation::noteFallBacks() {
+    for (oracle::Segment& segment : m_topology.network.segments) {
+        for (oracle::End& end : segment.ends) {
+            const tMstpPort* port = m_network.port(end.bridge, end.unit);
+            end.classic = port != nullptr && port->sendRSTP == 0;
+        }
     }
 }
 
 std::vector<std::string> Simulation::differences() {
     std::vector<std::string> lines;
-    PaperTree tree = paperTree(m_topology);
-    for (const uint32_t link : tree.yielding) {
-        checkYielding(link, tree, lines);
+    noteFallBacks();
+    oracle::Trees trees = oracle::compute(m_topology.network);
+    for (const uint32_t segment : trees.yielding) {
+        checkYielding(segment, trees, lines);
     }
-    for (const auto& [port, role] : tree.roles) {
-        const uint32_t actual = roleOf(port);
+    for (const auto& [port, role] : trees.roles) {
+        const uint32_t actual = m_network.role(port.bridge, port.instance, port.unit);
         if (actual != static_cast<uint32_t>(role)) {
             lines.push_back(describe(port) + " has role " + std::to_string(actual) + ", on paper " +
                             std::to_string(static_cast<uint32_t>(role)));
@@ -138,72 +180,19 @@ std::vector<std::string> Simulation::differences() {
     return lines;
 }
 
-// A bridge that does not run the instance forwards its VLANs as the CIST says.
-bool Simulation::forwards(uint32_t bridge, uint32_t instance, uint32_t unit) {
-    bool result = false;
-    m_network.on(bridge, [&] {
-        tMstpXst* xst = mstpXstGet(mstpBridgeGet(1), m_topology.runsMsti(bridge) ? instance : 0);
-        tMstpXstPort* xstPort = mstpXstPortGet(xst, unit);
-        result = xstPort != nullptr && xstPort->hwState == MSTP_PORT_STATE_FORWARDING;
-    });
-    return result;
+std::vector<std::string> Simulation::brokenTrees() {
+    sim::Excuses excuses;
+    const oracle::Trees trees = oracle::compute(m_topology.network);
+    excuses.links.insert(trees.contested.begin(), trees.contested.end());
+    m_invariants->setExcuses(excuses);
+    return m_invariants->settledViolations();
 }
 
-namespace {
-
-// Which bridges hang together.
-class Components {
-  public:
-    explicit Components(size_t count) : m_parent(count) {
-        std::iota(m_parent.begin(), m_parent.end(), 0U);
-    }
-    uint32_t find(uint32_t bridge) {
-        while (m_parent[bridge] != bridge) {
-            bridge = m_parent[bridge];
-        }
-        return bridge;
-    }
-    /// @return false if the two hung together before: the join closes a loop
-    bool join(uint32_t a, uint32_t b) {
-        const uint32_t rootA = find(a);
-        const uint32_t rootB = find(b);
-        m_parent[rootA] = rootB;
-        return rootA != rootB;
-    }
-
-  private:
-    std::vector<uint32_t> m_parent;
-};
-
-} // namespace
-
-std::vector<std::string> Simulation::brokenTrees() {
+std::vector<std::string> Simulation::violations() const {
     std::vector<std::string> lines;
-    const std::vector<uint32_t> contested = paperTree(m_topology).contested;
-    for (uint32_t instance = 0; instance <= m_topology.instances; instance++) {
-        Components physical(m_topology.bridges.size());
-        Components forwarding(m_topology.bridges.size());
-        for (uint32_t number = 0; number < m_topology.links.size(); number++) {
-            const PaperLink& link = m_topology.links[number];
-            if (!link.up) {
-                continue;
-            }
-            physical.join(link.bridges[0], link.bridges[1]);
-            const bool both = forwards(link.bridges[0], instance, link.units[0]) &&
-                              forwards(link.bridges[1], instance, link.units[1]);
-            const bool left =
-                std::find(contested.begin(), contested.end(), number) != contested.end();
-            if (both && !left && !forwarding.join(link.bridges[0], link.bridges[1])) {
-                lines.push_back("instance " + std::to_string(instance) + ": link " +
-                                std::to_string(number) + " closes a loop");
-            }
-        }
-        for (uint32_t b = 1; b < m_topology.bridges.size(); b++) {
-            if (physical.find(b) == physical.find(0) && forwarding.find(b) != forwarding.find(0)) {
-                lines.push_back("instance " + std::to_string(instance) + ": bridge " +
-                                std::to_string(b) + " is out of reach");
-            }
-        }
+    for (const sim::Violation& violation : m_invariants->violations()) {
+        lines.push_back(std::to_string(violation.time) + " us, bridge " +
+                        std::to_string(violation.node) + ": " + violation.text);
     }
     return lines;
 }

@@ -20,13 +20,14 @@ constexpr uint32_t MIXED_SETTLE_SECONDS = 120;
 void expectSettled(Simulation& simulation, const std::string& when) {
     EXPECT_THAT(simulation.differences(), IsEmpty()) << simulation.topology().name << " " << when;
     EXPECT_THAT(simulation.brokenTrees(), IsEmpty()) << simulation.topology().name << " " << when;
+    EXPECT_THAT(simulation.violations(), IsEmpty()) << simulation.topology().name << " " << when;
 }
 
 void expectTreeThroughEveryCut(const Topology& topology, uint32_t settleSeconds) {
     Simulation simulation(topology);
     simulation.runSeconds(settleSeconds);
     expectSettled(simulation, "after start");
-    for (uint32_t link = 0; link < topology.links.size(); link++) {
+    for (uint32_t link = 0; link < topology.segments(); link++) {
         simulation.cut(link);
         simulation.runSeconds(settleSeconds);
         expectSettled(simulation, "without link " + std::to_string(link));
@@ -93,19 +94,49 @@ TEST_P(MixedVersions, ReachThePaperTreeThroughEveryCut) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, MixedVersions, testing::Range(1U, 61U));
 
+class Ports : public testing::TestWithParam<uint32_t> {};
+
+TEST_P(Ports, OfOtherPrioritiesAndCostsReachThePaperTreeThroughEveryCut) {
+    const uint32_t seed = GetParam();
+    Topology topology = randomGraph(3 + seed % 6, 2 + seed % 6, 1 + seed % 3, seed);
+    shufflePorts(topology, seed);
+    expectTreeThroughEveryCut(topology, SETTLE_SECONDS);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Ports, testing::Range(1U, 21U));
+
+class Regions : public testing::TestWithParam<uint32_t> {};
+
+TEST_P(Regions, ReachThePaperTreeThroughEveryCut) {
+    const uint32_t seed = GetParam();
+    Topology topology = randomGraph(4 + seed % 9, 1 + seed % 5, 1 + seed % 3, seed);
+    mixRegions(topology, seed, 2 + seed % 3);
+    expectTreeThroughEveryCut(topology, MIXED_SETTLE_SECONDS);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Regions, testing::Range(1U, 21U));
+
+class Hubs : public testing::TestWithParam<uint32_t> {};
+
+TEST_P(Hubs, ReachThePaperTreeThroughEveryCut) {
+    const uint32_t seed = GetParam();
+    Topology topology = randomGraph(3 + seed % 6, seed % 3, 1 + seed % 3, seed);
+    addHubs(topology, 1 + seed % 3, seed);
+    expectTreeThroughEveryCut(topology, SETTLE_SECONDS);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Hubs, testing::Range(1U, 21U));
+
 /// Two bridges of one region, joined twice by links that speak the pre-standard form; each is the
 /// root of an MSTI.
 class SnoopingLinks : public testing::Test {
   protected:
     SnoopingLinks() {
         topology.name = "snooping";
-        topology.bridges[0].priorities = {4, 2, 9};
-        topology.bridges[1].priorities = {8, 9, 2};
-        topology.links.push_back(topology.links[0]);
-        topology.links[1].units = {2, 2};
-        for (PaperLink& link : topology.links) {
-            link.snooping = true;
-        }
+        topology.network.bridges[0].priorities = {{0, 4}, {1, 2}, {2, 9}};
+        topology.network.bridges[1].priorities = {{0, 8}, {1, 9}, {2, 2}};
+        join(topology, {0, 1});
+        topology.snooping = true;
     }
     Topology topology = chain(2, 2);
 };
