@@ -1,0 +1,286 @@
+#include <algorithm>
+#include <cstdio>
+#include <set>
+
+#include "mstp/enums.h"
+#include "report.h"
+#include "words.h"
+
+namespace simtool {
+
+std::string instanceName(uint32_t instance) {
+    return instance == 0 ? "CIST" : "MSTI " + std::to_string(instance);
+}
+
+static std::string padded(std::string text, size_t width) {
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
+static std::string rightAligned(const std::string& text, size_t width) {
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+// ---- the time line
+
+static std::string portName(const Scenario& scenario, const Entry& entry) {
+    return scenario.bridges[entry.node].name + "." + std::to_string(entry.unit);
+}
+
+static std::string change(const Scenario& scenario, const Entry& entry, const char* what,
+                          std::string (*word)(uint32_t)) {
+    return "  " + padded(portName(scenario, entry), 12) + padded(instanceName(entry.instance), 8) +
+           what + word(entry.before) + " -> " + word(entry.after);
+}
+
+std::string entryText(const Scenario& scenario, const Entry& entry) {
+    const std::string time = rightAligned(clockText(entry.time), 12) + " ";
+    switch (entry.kind) {
+    case EntryKind::Event:
+        return time + "* " + entry.text;
+    case EntryKind::Role:
+        return time + change(scenario, entry, "role  ", roleWord);
+    case EntryKind::State:
+        return time + change(scenario, entry, "state ", stateWord);
+    case EntryKind::Flush:
+        return time + "  " + padded(portName(scenario, entry), 20) + "flush " +
+               std::to_string(entry.count) + " addresses";
+    case EntryKind::Loop:
+        return time + "! " + padded(portName(scenario, entry), 20) + entry.text;
+    case EntryKind::Expected:
+        return time + "+ as expected: " + entry.text;
+    case EntryKind::Failed:
+        return time + "! NOT as expected: " + entry.text;
+    default:
+        return time + "  " + padded(scenario.bridges[entry.node].name, 20) + entry.text;
+    }
+}
+
+// ---- figures
+
+static void writeRow(std::ostream& out, const std::vector<std::string>& cells,
+                     const std::vector<size_t>& widths) {
+    std::string line;
+    for (size_t i = 0; i < cells.size(); i++) {
+        line += (i == 1 ? padded(cells[i], widths[i]) : rightAligned(cells[i], widths[i])) + "  ";
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out << line << "\n";
+}
+
+static void writeTable(std::ostream& out, const std::vector<std::vector<std::string>>& rows) {
+    static constexpr size_t WIDEST = 44;
+    std::vector<size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (size_t i = 0; i < row.size(); i++) {
+            widths[i] = std::max(widths[i], std::min(row[i].size(), WIDEST));
+        }
+    }
+    for (const auto& row : rows) {
+        writeRow(out, row, widths);
+    }
+}
+
+static std::string shortened(const std::string& text) {
+    static constexpr size_t WIDEST = 44;
+    return text.size() <= WIDEST ? text : text.substr(0, WIDEST - 3) + "...";
+}
+
+static std::string settledText(const Period& period) {
+    return period.changed ? timeText(period.settled()) : "-";
+}
+
+static void writePeriods(std::ostream& out, const Lab& lab) {
+    std::vector<std::vector<std::string>> rows = {
+        {"at", "event", "settled after", "roles", "states", "BPDUs", "flushes", "addresses"}};
+    bool traffic = false;
+    for (const Period& period : lab.recorder().periods()) {
+        traffic = traffic || period.sent != 0;
+    }
+    if (traffic) {
+        rows[0].insert(rows[0].end(), {"sent", "lost", "duplicated", "looped"});
+    }
+    for (const Period& period : lab.recorder().periods()) {
+        rows.push_back({clockText(period.at), shortened(period.text), settledText(period),
+                        std::to_string(period.roles), std::to_string(period.states),
+                        std::to_string(period.bpdus), std::to_string(period.flushes),
+                        std::to_string(period.addresses)});
+        if (traffic) {
+            rows.back().insert(rows.back().end(),
+                               {std::to_string(period.sent), std::to_string(period.lost),
+                                std::to_string(period.duplicated), std::to_string(period.looped)});
+        }
+    }
+    writeTable(out, rows);
+}
+
+// ---- trees
+
+namespace {
+
+// Prints one instance's tree: from each root down, along root ports.
+class TreeWriter {
+  public:
+    TreeWriter(std::ostream& out, Lab& lab, uint32_t instance)
+        : m_out(out), m_lab(lab), m_instance(instance) {}
+
+    void write() {
+        findParents();
+        for (uint32_t b = 0; b < bridges(); b++) {
+            if (m_parent.count(b) == 0) {
+                m_out << name(b) << note(b) << "\n";
+                writeChildren(b, "");
+            }
+        }
+        writeBlocked();
+    }
+
+  private:
+    uint32_t bridges() const { return static_cast<uint32_t>(m_lab.scenario().bridges.size()); }
+    const std::string& name(uint32_t bridge) const { return m_lab.scenario().bridges[bridge].name; }
+
+    std::string note(uint32_t bridge) {
+        if (!m_lab.running(bridge)) {
+            return " (off)";
+        }
+        if (!m_lab.runs(bridge, m_instance)) {
+            return " (without the instance)";
+        }
+        return m_lab.root(bridge, m_instance) == bridge ? " (root)" : "";
+    }
+
+    // Of the other ends of a root port's or master port's link, the one that leads on.
+    void findParents() {
+        for (const LinkPlan& link : m_lab.scenario().links) {
+            for (const End& end : link.ends) {
+                const uint32_t role = end.host ? 0 : m_lab.role(end.owner, m_instance, end.port);
+                if (role != MSTP_PORT_ROLE_ROOT && role != MSTP_PORT_ROLE_MASTER) {
+                    continue;
+                }
+                for (const End& other : link.ends) {
+                    const bool leads = !other.host &&
+                                       (other.owner != end.owner || other.port != end.port) &&
+                                       designated(other);
+                    if (leads) {
+                        m_parent[end.owner] = other.owner;
+                        m_children[other.owner].push_back(
+                            {end.owner, other.port, end.port, role == MSTP_PORT_ROLE_MASTER});
+                    }
+                }
+            }
+        }
+    }
+
+    bool designated(const End& end) const {
+        const uint32_t own = m_lab.runs(end.owner, m_instance) ? m_instance : 0;
+        return m_lab.role(end.owner, own, end.port) == MSTP_PORT_ROLE_DESIGNATED;
+    }
+
+    void writeChildren(uint32_t bridge, const std::string& indent) {
+        if (!m_written.insert(bridge).second) {
+            return;
+        }
+        const auto& children = m_children[bridge];
+        for (size_t i = 0; i < children.size(); i++) {
+            const Child& child = children[i];
+            const bool last = i + 1 == children.size();
+            m_out << indent << (last ? "`- " : "|- ") << name(child.bridge) << "  (" << child.above
+                  << " -> " << child.below << (child.master ? ", master" : "") << ")"
+                  << note(child.bridge) << "\n";
+            writeChildren(child.bridge, indent + (last ? "   " : "|  "));
+        }
+    }
+
+    void writeBlocked() {
+        for (const LinkPlan& link : m_lab.scenario().links) {
+            for (const End& end : link.ends) {
+                const uint32_t role = end.host ? 0 : m_lab.role(end.owner, m_instance, end.port);
+                if (role == MSTP_PORT_ROLE_ALTERNATE || role == MSTP_PORT_ROLE_BACKUP) {
+                    m_out << "blocked: " << endName(m_lab.scenario(), end) << " " << roleWord(role)
+                          << " on " << link.name << "\n";
+                }
+            }
+        }
+    }
+
+    struct Child {
+        uint32_t bridge;
+        uint32_t above;
+        uint32_t below;
+        bool master;
+    };
+    std::ostream& m_out;
+    Lab& m_lab;
+    uint32_t m_instance;
+    std::map<uint32_t, uint32_t> m_parent;
+    std::map<uint32_t, std::vector<Child>> m_children;
+    std::set<uint32_t> m_written;
+};
+
+} // namespace
+
+static void writeFailures(std::ostream& out, const Lab& lab) {
+    for (const Failure& failure : lab.failures()) {
+        out << lab.scenario().file << ":";
+        if (failure.place.line != 0) {
+            out << failure.place.line << ":" << failure.place.column << ":";
+        }
+        out << " at " << timeText(failure.time) << " expected " << failure.expected
+            << "; found: " << failure.found << "\n";
+    }
+}
+
+void writeText(std::ostream& out, Lab& lab, bool withTimeline) {
+    const Scenario& scenario = lab.scenario();
+    if (withTimeline) {
+        out << scenario.name << ": " << scenario.bridges.size() << " bridges, "
+            << scenario.links.size() << " links, seed " << scenario.seed << "\n\n";
+        for (const Entry& entry : lab.recorder().timeline()) {
+            out << entryText(scenario, entry) << "\n";
+        }
+        out << "\n";
+        writePeriods(out, lab);
+        for (const uint32_t instance : instancesOf(scenario)) {
+            out << "\n" << instanceName(instance) << "\n";
+            TreeWriter(out, lab, instance).write();
+        }
+        out << "\n";
+    }
+    writeFailures(out, lab);
+    if (withTimeline && lab.expectations() != 0) {
+        out << lab.expectations() << " expectations, "
+            << (lab.failures().empty() ? "all met"
+                                       : std::to_string(lab.failures().size()) + " failures")
+            << "\n";
+    }
+}
+
+// ---- two runs
+
+void writeComparison(std::ostream& out, Lab& one, Lab& other) {
+    const auto& a = one.recorder().periods();
+    const auto& b = other.recorder().periods();
+    out << "A: " << one.scenario().name << "\nB: " << other.scenario().name << "\n\n";
+    std::vector<std::vector<std::string>> rows = {
+        {"at", "event", "settled A", "B", "BPDUs A", "B", "flushes A", "B", "lost A", "B"}};
+    for (size_t i = 0; i < std::max(a.size(), b.size()); i++) {
+        const Period* pa = i < a.size() ? &a[i] : nullptr;
+        const Period* pb = i < b.size() ? &b[i] : nullptr;
+        const Period& named = pa != nullptr ? *pa : *pb;
+        const bool same = pa != nullptr && pb != nullptr && pa->text == pb->text;
+        const std::string both =
+            pa != nullptr && pb != nullptr && !same ? pa->text + " / " + pb->text : named.text;
+        const auto cell = [](const Period* period, uint64_t Period::*figure) {
+            return period != nullptr ? std::to_string(period->*figure) : "";
+        };
+        rows.push_back({clockText(named.at), shortened(both), pa != nullptr ? settledText(*pa) : "",
+                        pb != nullptr ? settledText(*pb) : "", cell(pa, &Period::bpdus),
+                        cell(pb, &Period::bpdus), cell(pa, &Period::flushes),
+                        cell(pb, &Period::flushes), cell(pa, &Period::lost),
+                        cell(pb, &Period::lost)});
+    }
+    writeTable(out, rows);
+}
+
+} // namespace simtool
