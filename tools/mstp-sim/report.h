@@ -8,9 +8,6 @@
 
 namespace simtool {
 
-/// A line of the time line, without line break.
-std::string entryText(const Scenario& scenario, const Entry& entry);
-
 /// The time line, figures for each event, the final trees, what failed.
 void writeText(std::ostream& out, Lab& lab, bool withTimeline);
 

@@ -23,38 +23,128 @@ static std::string rightAligned(const std::string& text, size_t width) {
 
 // ---- the time line
 
-static std::string portName(const Scenario& scenario, const Entry& entry) {
-    return scenario.bridges[entry.node].name + "." + std::to_string(entry.unit);
+static std::string portName(const Scenario& scenario, uint32_t node, uint32_t unit) {
+    return scenario.bridges[node].name + "." + std::to_string(unit);
 }
 
-static std::string change(const Scenario& scenario, const Entry& entry, const char* what,
-                          std::string (*word)(uint32_t)) {
-    return "  " + padded(portName(scenario, entry), 12) + padded(instanceName(entry.instance), 8) +
-           what + word(entry.before) + " -> " + word(entry.after);
-}
-
-std::string entryText(const Scenario& scenario, const Entry& entry) {
+// A line of its own: whatever is not a change of a port.
+static std::string entryText(const Scenario& scenario, const Entry& entry) {
     const std::string time = rightAligned(clockText(entry.time), 12) + " ";
     switch (entry.kind) {
     case EntryKind::Event:
         return time + "* " + entry.text;
-    case EntryKind::Role:
-        return time + change(scenario, entry, "role  ", roleWord);
-    case EntryKind::State:
-        return time + change(scenario, entry, "state ", stateWord);
-    case EntryKind::Flush:
-        return time + "  " + padded(portName(scenario, entry), 20) + "flush " +
-               std::to_string(entry.count) + " addresses";
     case EntryKind::Loop:
-        return time + "! " + padded(portName(scenario, entry), 20) + entry.text;
+        return time + "! " + padded(portName(scenario, entry.node, entry.unit), 12) + entry.text;
     case EntryKind::Expected:
         return time + "+ as expected: " + entry.text;
     case EntryKind::Failed:
         return time + "! NOT as expected: " + entry.text;
     default:
-        return time + "  " + padded(scenario.bridges[entry.node].name, 20) + entry.text;
+        return time + "  " + padded(scenario.bridges[entry.node].name, 12) + entry.text;
     }
 }
+
+namespace {
+
+// What became of a port in some instances at one moment, on one line: instances to which the same
+// happened stand together, and only the first and the last of several changes are told.
+class Moment {
+  public:
+    bool takes(const Entry& entry) const {
+        const bool change = entry.kind == EntryKind::Role || entry.kind == EntryKind::State ||
+                            entry.kind == EntryKind::Flush;
+        return change && (m_entries.empty() ||
+                          (m_entries[0].time == entry.time && m_entries[0].node == entry.node));
+    }
+    void add(const Entry& entry) { m_entries.push_back(entry); }
+
+    void write(std::ostream& out, const Scenario& scenario) {
+        std::map<uint32_t, Port> ports;
+        for (const Entry& entry : m_entries) {
+            Port& port = ports[entry.unit];
+            if (entry.kind == EntryKind::Flush) {
+                port.flushes++;
+                port.addresses += entry.count;
+                continue;
+            }
+            Change& change = port.changes[entry.instance];
+            auto& span = entry.kind == EntryKind::Role ? change.role : change.state;
+            span = {span ? span->first : entry.before, entry.after};
+        }
+        for (const auto& [unit, port] : ports) {
+            writePort(out, scenario, unit, port);
+        }
+        m_entries.clear();
+    }
+
+  private:
+    using Span = std::optional<std::pair<uint32_t, uint32_t>>;
+    struct Change {
+        Span role;
+        Span state;
+        bool operator==(const Change& other) const {
+            return role == other.role && state == other.state;
+        }
+    };
+    struct Port {
+        std::map<uint32_t, Change> changes;
+        uint32_t flushes = 0;
+        uint32_t addresses = 0;
+    };
+
+    static std::string spanText(const Span& span, std::string (*word)(uint32_t)) {
+        return !span                         ? ""
+               : span->first == span->second ? word(span->first) + " again"
+                                             : word(span->first) + " -> " + word(span->second);
+    }
+
+    void writePort(std::ostream& out, const Scenario& scenario, uint32_t unit,
+                   const Port& port) const {
+        const std::string start = rightAligned(clockText(m_entries[0].time), 12) + "   " +
+                                  padded(portName(scenario, m_entries[0].node, unit), 12);
+        std::map<uint32_t, Change> left = port.changes;
+        while (!left.empty()) {
+            const Change change = left.begin()->second;
+            std::string instances;
+            for (auto it = left.begin(); it != left.end();) {
+                if (it->second == change) {
+                    instances += (instances.empty() ? "" : ",") +
+                                 (it->first == 0 ? "CIST" : std::to_string(it->first));
+                    it = left.erase(it);
+                } else {
+                    ++it;
+                }
+            }
+            std::string line = start + padded(instances, 12) + " " +
+                               padded(spanText(change.role, roleWord), 25) + " " +
+                               spanText(change.state, stateWord);
+            line.erase(line.find_last_not_of(' ') + 1);
+            out << line << "\n";
+        }
+        if (port.flushes != 0) {
+            out << start << padded("", 12) << " flush, " << port.addresses << " addresses\n";
+        }
+    }
+
+    std::vector<Entry> m_entries;
+};
+
+void writeTimeline(std::ostream& out, const Lab& lab) {
+    Moment moment;
+    for (const Entry& entry : lab.recorder().timeline()) {
+        if (!moment.takes(entry)) {
+            moment.write(out, lab.scenario());
+        }
+        if (moment.takes(entry)) {
+            moment.add(entry);
+        } else {
+            out << entryText(lab.scenario(), entry) << "\n";
+        }
+    }
+    moment.write(out, lab.scenario());
+}
+
+} // namespace
 
 // ---- figures
 
@@ -236,9 +326,7 @@ void writeText(std::ostream& out, Lab& lab, bool withTimeline) {
     if (withTimeline) {
         out << scenario.name << ": " << scenario.bridges.size() << " bridges, "
             << scenario.links.size() << " links, seed " << scenario.seed << "\n\n";
-        for (const Entry& entry : lab.recorder().timeline()) {
-            out << entryText(scenario, entry) << "\n";
-        }
+        writeTimeline(out, lab);
         out << "\n";
         writePeriods(out, lab);
         for (const uint32_t instance : instancesOf(scenario)) {

@@ -1,0 +1,107 @@
+#include "layout.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace simtool {
+
+static constexpr double FULL_TURN = 6.283185307179586;
+
+// What is joined is drawn together, everything else pushes each other away; the steps get smaller.
+namespace {
+
+class ForceLayout {
+  public:
+    ForceLayout(std::vector<Point>& points, const std::vector<std::pair<uint32_t, uint32_t>>& links)
+        : m_points(points), m_links(links), m_moves(points.size()),
+          m_length(std::sqrt(1.0 / static_cast<double>(points.size()))) {}
+
+    void run(uint32_t steps) {
+        for (uint32_t step = 0; step < steps; step++) {
+            std::fill(m_moves.begin(), m_moves.end(), Point{});
+            repel();
+            attract();
+            move(0.1 * (1.0 - static_cast<double>(step) / steps));
+        }
+    }
+
+  private:
+    void push(size_t a, size_t b, double force, double dx, double dy, double distance) {
+        m_moves[a].x += dx / distance * force;
+        m_moves[a].y += dy / distance * force;
+        m_moves[b].x -= dx / distance * force;
+        m_moves[b].y -= dy / distance * force;
+    }
+
+    void repel() {
+        for (size_t a = 0; a < m_points.size(); a++) {
+            for (size_t b = a + 1; b < m_points.size(); b++) {
+                const double dx = m_points[a].x - m_points[b].x;
+                const double dy = m_points[a].y - m_points[b].y;
+                const double distance = std::max(std::sqrt(dx * dx + dy * dy), 1e-4);
+                push(a, b, m_length * m_length / distance, dx, dy, distance);
+            }
+        }
+    }
+
+    void attract() {
+        for (const auto& [a, b] : m_links) {
+            const double dx = m_points[a].x - m_points[b].x;
+            const double dy = m_points[a].y - m_points[b].y;
+            const double distance = std::max(std::sqrt(dx * dx + dy * dy), 1e-4);
+            push(a, b, -distance * distance / m_length, dx, dy, distance);
+        }
+    }
+
+    void move(double most) {
+        for (size_t i = 0; i < m_points.size(); i++) {
+            const double length = std::max(
+                std::sqrt(m_moves[i].x * m_moves[i].x + m_moves[i].y * m_moves[i].y), 1e-9);
+            const double step = std::min(length, most);
+            m_points[i].x += m_moves[i].x / length * step;
+            m_points[i].y += m_moves[i].y / length * step;
+        }
+    }
+
+    std::vector<Point>& m_points;
+    const std::vector<std::pair<uint32_t, uint32_t>>& m_links;
+    std::vector<Point> m_moves;
+    double m_length;
+};
+
+} // namespace
+
+// Onto the square from 0 to 1.
+static void stretch(std::vector<Point>& points) {
+    Point least = points[0];
+    Point most = points[0];
+    for (const Point& point : points) {
+        least = {std::min(least.x, point.x), std::min(least.y, point.y)};
+        most = {std::max(most.x, point.x), std::max(most.y, point.y)};
+    }
+    const double width = std::max(most.x - least.x, 1e-9);
+    const double height = std::max(most.y - least.y, 1e-9);
+    for (Point& point : points) {
+        point.x = points.size() == 1 || width < 1e-6 ? 0.5 : (point.x - least.x) / width;
+        point.y = points.size() == 1 || height < 1e-6 ? 0.5 : (point.y - least.y) / height;
+    }
+}
+
+std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, uint32_t>>& links) {
+    static constexpr uint64_t WORK = 60'000'000;
+    static constexpr uint64_t MOST_STEPS = 400;
+    std::vector<Point> points(nodes);
+    for (uint32_t i = 0; i < nodes; i++) {
+        const double angle = FULL_TURN * i / nodes - FULL_TURN / 4;
+        points[i] = {0.5 + 0.5 * std::cos(angle), 0.5 + 0.5 * std::sin(angle)};
+    }
+    if (nodes == 0) {
+        return points;
+    }
+    const uint64_t pairs = uint64_t(nodes) * nodes / 2 + 1;
+    ForceLayout(points, links).run(static_cast<uint32_t>(std::min(MOST_STEPS, WORK / pairs)));
+    stretch(points);
+    return points;
+}
+
+} // namespace simtool

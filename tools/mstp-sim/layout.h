@@ -1,0 +1,18 @@
+#pragma once
+
+/// Where a drawing's bridges stand: a force layout from a circle, the same for the same network.
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace simtool {
+
+struct Point {
+    double x = 0; ///< 0 to 1
+    double y = 0;
+};
+
+std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, uint32_t>>& links);
+
+} // namespace simtool
