@@ -35,6 +35,10 @@ class Lab {
     const Recorder& recorder() const { return m_recorder; }
     const std::vector<Failure>& failures() const { return m_failures; }
     uint64_t expectations() const { return m_expectations; }
+    void fail(Microseconds time, const Place& place, const std::string& expected,
+              const std::string& found) {
+        m_failures.push_back({time, place, expected, found});
+    }
 
     // The end's state, for reports.
     bool running(uint32_t bridge) const;

@@ -11,7 +11,9 @@
 
 #include "generate.h"
 #include "parse.h"
+#include "pcap.h"
 #include "report.h"
+#include "verify.h"
 #include "yaml_reader.h"
 
 namespace {
@@ -25,9 +27,12 @@ struct Arguments {
     std::string other;
     std::string dot;
     std::string svg;
+    std::string pcap;
+    std::string link;
     std::optional<uint64_t> seed;
     bool json = false;
     bool quiet = false;
+    bool verify = false;
     Shape shape;
 };
 
@@ -84,11 +89,35 @@ void writeFile(const std::string& name, Lab& lab, void (*write)(std::ostream&, L
     }
 }
 
+void openCapture(Capture& capture, const Scenario& scenario, const Arguments& arguments) {
+    if (!arguments.link.empty() && arguments.pcap.empty()) {
+        throw BadInput("mstp-sim: --link says whose frames --pcap FILE takes\n");
+    }
+    if (!arguments.link.empty()) {
+        capture.open(findLink(scenario, arguments.link), arguments.pcap);
+    } else if (!arguments.pcap.empty()) {
+        capture.openAll(arguments.pcap);
+    }
+}
+
 int run(const Arguments& arguments) {
     Scenario scenario = readScenario(arguments.file);
     scenario.seed = arguments.seed.value_or(scenario.seed);
     Lab lab(scenario);
+    Capture capture(scenario, lab.network());
+    openCapture(capture, scenario, arguments);
+    lab.network().addObserver(&capture);
+    std::optional<Verifier> verifier;
+    if (arguments.verify) {
+        verifier.emplace(lab);
+    }
     runLab(lab);
+    lab.network().removeObserver(&capture);
+    capture.close();
+    if (verifier) {
+        verifier->finish();
+        verifier.reset();
+    }
     writeFile(arguments.dot, lab, writeDot);
     writeFile(arguments.svg, lab, writeSvg);
     if (arguments.json) {
@@ -137,10 +166,14 @@ int perform(CLI::App& app, int argc, char** argv) {
 
     CLI::App* runs = app.add_subcommand("run", "Run a scenario and tell what happened");
     runs->add_option("FILE", arguments.file, "the scenario")->required();
+    runs->add_flag("--verify", arguments.verify, "check what must hold in every network too");
     runs->add_flag("--json", arguments.json, "one JSON document instead of text");
     runs->add_flag("--quiet,-q", arguments.quiet, "tell only what was not as expected");
     runs->add_option("--dot", arguments.dot, "write the final trees for Graphviz");
     runs->add_option("--svg", arguments.svg, "write a drawing of the final trees");
+    runs->add_option("--pcap", arguments.pcap,
+                     "a folder for a capture of each link; with --link the one file");
+    runs->add_option("--link", arguments.link, "the one link to capture");
     runs->add_option("--seed", arguments.seed, "instead of the file's");
     runs->callback([&] { chosen = run; });
 

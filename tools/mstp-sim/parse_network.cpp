@@ -397,7 +397,7 @@ void Parser::readHost(const std::string& name, const YAML::Node& place, const YA
     }
     if (const auto end = endOf(at, readText(complaints, at))) {
         link.ends = {*end, {number, true, 0}};
-        m_scenario.links.push_back(link);
+        m_hostLinks.push_back(link);
     }
 }
 
@@ -757,6 +757,7 @@ void Parser::parse(const YAML::Node& root) {
     }
     readHosts(fields.get("hosts"));
     readLinks(fields.get("links"));
+    m_scenario.links.insert(m_scenario.links.end(), m_hostLinks.begin(), m_hostLinks.end());
     givePorts();
     nameLinks();
     checkBridges();

@@ -86,6 +86,7 @@ class Parser {
     std::map<std::string, uint32_t> m_hosts;
     YAML::Node m_bridgeDefaults;
     sim::LinkOptions m_linkDefaults;
+    std::vector<LinkPlan> m_hostLinks; ///< behind all others: they get the ports that are left
     std::map<std::pair<uint32_t, uint32_t>, bool>
         m_stp;             ///< ports told to be none of STP's, or to be
     Microseconds m_at = 0; ///< of the event that is being read
