@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "runs.h"
+#include "trial.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -24,7 +24,7 @@ void PrintTo(const Case& one, std::ostream* out) {
 class Events : public testing::TestWithParam<Case> {};
 
 TEST_P(Events, DoWhatTheySay) {
-    EXPECT_THAT(Run(twoBridges(GetParam().rest)).failures(), IsEmpty());
+    EXPECT_THAT(Trial(twoBridges(GetParam().rest)).failures(), IsEmpty());
 }
 
 static const Case EVENTS[] = {
@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(All, Events, testing::ValuesIn(EVENTS),
 class Unmet : public testing::TestWithParam<Case> {};
 
 TEST_P(Unmet, ExpectationIsTold) {
-    EXPECT_EQ(Run(twoBridges(GetParam().rest)).failures().size(), 1U);
+    EXPECT_EQ(Trial(twoBridges(GetParam().rest)).failures().size(), 1U);
 }
 
 static const Case UNMET[] = {
@@ -166,25 +166,26 @@ INSTANTIATE_TEST_SUITE_P(All, Unmet, testing::ValuesIn(UNMET),
                          [](const auto& test) { return test.param.name; });
 
 TEST(Lab, TellsWhatWasFoundInstead) {
-    EXPECT_THAT(Run(twoBridges("expect: [{port: sw1.1, role: root}]")).failures(),
+    EXPECT_THAT(Trial(twoBridges("expect: [{port: sw1.1, role: root}]")).failures(),
                 ElementsAre("{port: sw1.1, role: root}; found: designated forwarding"));
 }
 
 TEST(Lab, TellsOfASettingThatADaemonRefuses) {
-    const Run run(twoBridges("events: [{at: 30s, set: sw1 instance 7 priority 0}]"));
+    const Trial run(twoBridges("events: [{at: 30s, set: sw1 instance 7 priority 0}]"));
     EXPECT_THAT(run.failures(),
                 ElementsAre("sw1 takes: set instance 7 priority 0; found: refused"));
 }
 
 TEST(Lab, StartsABridgeLate) {
-    const Run run("duration: 40s\nbridges: {a: {start: 20s, priority: 0}, b: , c: {start: never}}\n"
-                  "links: [a-b, b-c]\n"
-                  "expect: [{at: 19s, root: b}, {root: a}, {port: c.1, role: none}]\n");
+    const Trial run(
+        "duration: 40s\nbridges: {a: {start: 20s, priority: 0}, b: , c: {start: never}}\n"
+        "links: [a-b, b-c]\n"
+        "expect: [{at: 19s, root: b}, {root: a}, {port: c.1, role: none}]\n");
     EXPECT_THAT(run.failures(), IsEmpty());
 }
 
 TEST(Lab, CountsForEachEventFromItsMomentOn) {
-    const Run run(twoBridges("events: [{at: 30s, cut: sw1-sw2}]"));
+    const Trial run(twoBridges("events: [{at: 30s, cut: sw1-sw2}]"));
     ASSERT_EQ(run.lab.recorder().periods().size(), 2U);
     EXPECT_EQ(run.lab.recorder().periods()[1].text, "cut sw1-sw2");
     EXPECT_LT(run.lab.recorder().periods()[1].settled(), 100'000U);

@@ -15,7 +15,7 @@
 
 #include "parse.h"
 #include "pcap.h"
-#include "runs.h"
+#include "trial.h"
 #include "yaml_reader.h"
 
 using namespace simtool;
@@ -43,7 +43,7 @@ void writeWhole(std::ostream& out, Lab& lab) {
 }
 
 std::string report(const std::string& scenario, Writer write) {
-    Run run(scenario);
+    Trial run(scenario);
     std::ostringstream out;
     write(out, run.lab);
     return out.str();
@@ -181,8 +181,8 @@ TEST(Dot, NamesBridgesPortsAndTheRoot) {
 }
 
 TEST(Comparison, ShowsBothRunsOfAnEvent) {
-    Run slow("bridges: {a: {priority: 0, version: stp}, b: }\nlinks: [a-b]\nduration: 60s\n");
-    Run fast("bridges: {a: {priority: 0}, b: }\nlinks: [a-b]\nduration: 60s\n");
+    Trial slow("bridges: {a: {priority: 0, version: stp}, b: }\nlinks: [a-b]\nduration: 60s\n");
+    Trial fast("bridges: {a: {priority: 0}, b: }\nlinks: [a-b]\nduration: 60s\n");
     std::ostringstream out;
     writeComparison(out, slow.lab, fast.lab);
     EXPECT_THAT(out.str(), HasSubstr("start a b"));

@@ -71,8 +71,10 @@ class ForceLayout {
 
 } // namespace
 
-// Onto the square from 0 to 1.
-static void stretch(std::vector<Point>& points) {
+void fit(std::vector<Point>& points) {
+    if (points.empty()) {
+        return;
+    }
     Point least = points[0];
     Point most = points[0];
     for (const Point& point : points) {
@@ -100,7 +102,7 @@ std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, 
     }
     const uint64_t pairs = uint64_t(nodes) * nodes / 2 + 1;
     ForceLayout(points, links).run(static_cast<uint32_t>(std::min(MOST_STEPS, WORK / pairs)));
-    stretch(points);
+    fit(points);
     return points;
 }
 

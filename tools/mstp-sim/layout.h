@@ -13,6 +13,9 @@ struct Point {
     double y = 0;
 };
 
+/// Stretches the points onto the square from 0 to 1.
+void fit(std::vector<Point>& points);
+
 std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, uint32_t>>& links);
 
 } // namespace simtool

@@ -73,26 +73,17 @@ const char* const STYLE =
     ".end.closed{fill:#fff}.end.learns{fill-opacity:.4}"
     ".panel{fill:#fff;stroke:#dee2e6}";
 
-// Nodes of the drawing: bridges, then hosts, then hubs.
+// Nodes of the drawing: bridges, then hubs, then hosts.
 class Drawing {
   public:
     Drawing(std::ostream& out, Lab& lab)
         : m_out(out), m_lab(lab), m_scenario(lab.scenario()),
           m_bridges(static_cast<uint32_t>(m_scenario.bridges.size())) {
-        const auto nodes = static_cast<uint32_t>(m_bridges + m_scenario.hosts.size() + findHubs());
-        std::vector<std::pair<uint32_t, uint32_t>> edges;
-        for (uint32_t l = 0; l < m_scenario.links.size(); l++) {
-            const LinkPlan& link = m_scenario.links[l];
-            if (m_hubs.count(l) == 0) {
-                edges.emplace_back(nodeOf(link.ends[0]), nodeOf(link.ends[1]));
-                continue;
-            }
-            for (const End& end : link.ends) {
-                edges.emplace_back(m_hubs[l], nodeOf(end));
-            }
-        }
-        m_points = layOut(nodes, edges);
-        m_side = 260 + 60 * std::sqrt(static_cast<double>(nodes));
+        findHubs();
+        m_points = layOut(m_firstHost, edges(false));
+        placeHosts();
+        fit(m_points);
+        m_side = 220 + 60 * std::sqrt(static_cast<double>(m_points.size()));
     }
 
     void draw() {
@@ -124,18 +115,56 @@ class Drawing {
     }
 
   private:
-    size_t findHubs() {
+    void findHubs() {
+        m_firstHost = m_bridges;
         for (uint32_t l = 0; l < m_scenario.links.size(); l++) {
             if (m_scenario.links[l].ends.size() != 2) {
-                const auto node =
-                    static_cast<uint32_t>(m_bridges + m_scenario.hosts.size() + m_hubs.size());
-                m_hubs[l] = node;
+                m_hubs[l] = m_firstHost++;
             }
         }
-        return m_hubs.size();
     }
 
-    uint32_t nodeOf(const End& end) const { return end.host ? m_bridges + end.owner : end.owner; }
+    uint32_t nodeOf(const End& end) const { return end.host ? m_firstHost + end.owner : end.owner; }
+
+    /// Lines between nodes: those to hosts, or the others.
+    std::vector<std::pair<uint32_t, uint32_t>> edges(bool toHosts) const {
+        std::vector<std::pair<uint32_t, uint32_t>> result;
+        for (uint32_t l = 0; l < m_scenario.links.size(); l++) {
+            const LinkPlan& link = m_scenario.links[l];
+            const auto hub = m_hubs.find(l);
+            const bool wire = hub == m_hubs.end();
+            for (size_t e = wire ? 1 : 0; e < link.ends.size(); e++) {
+                const End& other = wire ? link.ends[0] : link.ends[e];
+                const uint32_t a = wire ? nodeOf(other) : hub->second;
+                if ((link.ends[e].host || other.host) == toHosts) {
+                    result.emplace_back(a, nodeOf(link.ends[e]));
+                }
+            }
+        }
+        return result;
+    }
+
+    // Around the bridge that it is plugged in at, on the side away from the middle.
+    void placeHosts() {
+        static constexpr double DISTANCE = 0.28;
+        static constexpr double STEP = 0.6;
+        m_points.resize(m_firstHost + m_scenario.hosts.size(), {0.5, 0.5});
+        std::map<uint32_t, uint32_t> placed;
+        for (const auto& [a, b] : edges(true)) {
+            const uint32_t host = std::max(a, b);
+            const uint32_t place = std::min(a, b);
+            if (place >= m_firstHost) {
+                continue; // two hosts with a link of their own
+            }
+            const uint32_t nth = placed[place]++;
+            const double turn = (nth % 2 == 0 ? 1.0 : -1.0) * STEP * ((nth + 1.0) / 2 - 0.5);
+            const Point from = m_points[place];
+            const double angle =
+                std::atan2(from.y - 0.5, from.x - 0.5 + (m_firstHost == 1 ? 1 : 0)) + turn;
+            m_points[host] = {from.x + DISTANCE * std::cos(angle),
+                              from.y + DISTANCE * std::sin(angle)};
+        }
+    }
 
     Point at(uint32_t node) const {
         return {MARGIN + m_points[node].x * m_side, TITLE + MARGIN + m_points[node].y * m_side};
@@ -162,7 +191,7 @@ class Drawing {
             bridge(b);
         }
         for (uint32_t h = 0; h < m_scenario.hosts.size(); h++) {
-            label(m_bridges + h, "host", m_scenario.hosts[h].name, 14);
+            label(m_firstHost + h, "host", m_scenario.hosts[h].name, 14);
         }
         for (const auto& [link, node] : m_hubs) {
             const Point p = at(node);
@@ -262,6 +291,7 @@ class Drawing {
     Lab& m_lab;
     const Scenario& m_scenario;
     uint32_t m_bridges;
+    uint32_t m_firstHost = 0;            ///< node
     std::map<uint32_t, uint32_t> m_hubs; ///< node by link
     std::vector<Point> m_points;
     double m_side = 0;

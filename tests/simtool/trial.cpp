@@ -1,13 +1,13 @@
-#include "runs.h"
+#include "trial.h"
 
 #include "parse.h"
 
-Run::Run(const std::string& text)
+Trial::Trial(const std::string& text)
     : scenario(simtool::parseScenario(text, "test.yaml")), lab(scenario) {
     lab.run();
 }
 
-std::vector<std::string> Run::failures() const {
+std::vector<std::string> Trial::failures() const {
     std::vector<std::string> lines;
     for (const simtool::Failure& failure : lab.failures()) {
         lines.push_back(failure.expected + "; found: " + failure.found);

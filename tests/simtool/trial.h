@@ -9,8 +9,8 @@
 #include "lab.h"
 
 /// A scenario and its run.
-struct Run {
-    explicit Run(const std::string& text);
+struct Trial {
+    explicit Trial(const std::string& text);
     /// "EXPECTED; found: FOUND" of everything that was not as expected.
     std::vector<std::string> failures() const;
 
