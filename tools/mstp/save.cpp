@@ -1,6 +1,7 @@
 // The order of the lines matters, because some changes undo others. A change of version starts
 // every instance afresh, without its ports' costs and priorities; an instance keeps the bridge's
-// address that it found when it was created; restarting a port turns its MAC on; nothing starts a
+// address that it found when it was created; a port takes whether its link is point to point when
+// it is restarted, which a set of its edge is, and its MAC is turned on then; nothing starts a
 // fresh bridge but a reset, which every change of the region is. So: the bridge and the region,
 // then instances with their VLANs, then a version that ends MSTIs, then ports, and last what is
 // set on ports in instances.
@@ -90,33 +91,41 @@ class Saver {
         }
     }
 
-    // What is not a fresh daemon's value. The version stands elsewhere; the port's own cost is that
-    // in instance 0.
+    // The version stands elsewhere; the port's own cost is that in instance 0.
     void saveAll(const Target& target) {
+        bool restart = false;
         for (const Setting& setting : settings()) {
             const bool elsewhere =
                 (target.object == Object::Bridge && setting.attribute == MSTP_GEN_FORCEVERSION) ||
                 (target.object == Object::Port && (setting.attribute == MSTP_PORT_ADMINNONSTP ||
                                                    setting.attribute == MSTP_PORT_ADMINPATHCOST));
-            if (setting.object == target.object && !elsewhere) {
-                saveSetting(target, setting);
+            if (setting.object != target.object || elsewhere) {
+                continue;
             }
+            const bool edge =
+                target.object == Object::Port && setting.attribute == MSTP_PORT_ADMINEDGE;
+            const bool saved = saveSetting(target, setting, edge && restart);
+            restart = restart || (saved && target.object == Object::Port &&
+                                  setting.attribute == MSTP_PORT_ADMINPOINTTOPOINT);
         }
     }
 
-    void saveSetting(const Target& target, const Setting& setting) {
-        const bool always = setting.kind == Kind::Text || setting.kind == Kind::Mac;
-        if (!setting.settable() || !setting.readable() || (!always && !setting.initial)) {
-            return;
+    // What is not a fresh daemon's value, or @p always. @return true if there is a line for it
+    bool saveSetting(const Target& target, const Setting& setting, bool always = false) {
+        const bool own = setting.kind == Kind::Text || setting.kind == Kind::Mac;
+        if (!setting.settable() || !setting.readable() || (!own && !setting.initial)) {
+            return false;
         }
         const auto value = readValue(m_daemon, target, setting);
         if (!value) {
-            return;
+            return false;
         }
         const std::string text = formatValue(setting, *value);
-        if (always || text != formatValue(setting, *setting.initial)) {
-            line("set " + targetWords(target) + " " + setting.name + " " + quoteWord(text));
+        if (!own && !always && text == formatValue(setting, *setting.initial)) {
+            return false;
         }
+        line("set " + targetWords(target) + " " + setting.name + " " + quoteWord(text));
+        return true;
     }
 
     std::string read(const Target& target, const char* name) const {

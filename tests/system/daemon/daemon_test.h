@@ -78,13 +78,13 @@ class DaemonTest : public testing::Test {
     }
 
     /// Starts the daemon and waits until its socket listens.
-    void start() {
+    void start(const char* instances = "8", const char* ports = "16") {
         m_pid = fork();
         if (m_pid == 0) {
             const int fd = open((m_folder + "/log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
             dup2(fd, 1);
             dup2(fd, 2);
-            execl(MSTP_DAEMON, MSTP_DAEMON, "br0", "0", "0", "0", "1", "8", "16", nullptr);
+            execl(MSTP_DAEMON, MSTP_DAEMON, "br0", "0", "0", "0", "1", instances, ports, nullptr);
             _exit(127);
         }
         for (int i = 0; i < 200 && client("show bridge").status != 0; i++) {
