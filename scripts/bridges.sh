@@ -10,8 +10,13 @@
 #   h4 - sw4 ------- sw3 - h3
 #
 # Port sw1-2 is the port of sw1 that leads to sw2; sw1-h leads to host h1. MST instance 1 (VLANs 10-19)
-# has its root at sw1, instance 2 (VLANs 20-29) at sw3, all other VLANs at sw2.
+# has its root at sw1, instance 2 (VLANs 20-29) at sw3, all other VLANs at sw2. A kernel without VLAN
+# filtering has one tree only, with its root at sw1.
 
+# Another network of the same shape goes by other names: set BR_SW and BR_HOST for the calls.
+
+BR_SW=sw
+BR_HOST=h
 BR_NUMBERS=(1 2 3 4)
 BR_LINKS=("1 2" "2 3" "3 4" "4 1" "1 3")
 BR_VLANS=1-5,10-19,20-29
@@ -49,7 +54,7 @@ br_neighbours() {
 }
 
 # br_ports NUMBER: the names of a bridge's ports.
-br_ports() { br_neighbours "$1" | sed "s/^/sw$1-/"; echo "sw$1-h"; }
+br_ports() { br_neighbours "$1" | sed "s/^/$BR_SW$1-/"; echo "$BR_SW$1-h"; }
 
 # br_vlans PORT [add|del]: the VLANs of the network on a port.
 br_vlans() {
@@ -61,23 +66,35 @@ br_vlans() {
 }
 
 # br_join NUMBER PORT: makes an interface a port of the bridge, in all VLANs.
-br_join() { ip link set "$2" master "sw$1" && br_vlans "$2" && ip link set "$2" up; }
+br_join() { ip link set "$2" master "$BR_SW$1" && br_vlans "$2" && ip link set "$2" up; }
+
+# br_access NUMBER NAME VLAN: a port of the bridge for a host that knows of no VLANs, which is in this
+# one alone. The host's end is HOST-NAME.
+br_access() {
+    local port=$BR_SW$1-$2
+    ip link add "$BR_HOST$1-$2" type veth peer name "$port" && ip link set "$port" master "$BR_SW$1" || return 1
+    if [ -n "$BR_FILTERING" ]; then
+        bridge vlan del dev "$port" vid 1
+        bridge vlan add dev "$port" vid "$3" pvid untagged || return 1
+    fi
+    ip link set "$port" up
+}
 
 # The bridges and the wires between them. Nothing is up but the hosts' ends: without spanning tree the
 # ring would be a loop.
 br_wire() {
     local number link a b
     for number in "${BR_NUMBERS[@]}"; do
-        ip link add "sw$number" address "02:00:00:00:00:0$number" type bridge \
+        ip link add "$BR_SW$number" address "02:00:00:00:00:0$number" type bridge \
             ${BR_FILTERING:+vlan_filtering 1} || return 1
-        mkdir -p "$BR_RUN/sw$number"
+        mkdir -p "$BR_RUN/$BR_SW$number"
     done
     for link in "${BR_LINKS[@]}"; do
         read -r a b <<<"$link"
-        ip link add "sw$a-$b" type veth peer name "sw$b-$a" || return 1
+        ip link add "$BR_SW$a-$b" type veth peer name "$BR_SW$b-$a" || return 1
     done
     for number in "${BR_NUMBERS[@]}"; do
-        ip link add "h$number" type veth peer name "sw$number-h" || return 1
+        ip link add "$BR_HOST$number" type veth peer name "$BR_SW$number-h" || return 1
     done
 }
 
@@ -85,11 +102,11 @@ br_wire() {
 br_plug() {
     local number port
     for number in "${BR_NUMBERS[@]}"; do
-        ip link set "sw$number" up || return 1
+        ip link set "$BR_SW$number" up || return 1
         for port in $(br_ports "$number"); do
             br_join "$number" "$port" || return 1
         done
-        ip link set "h$number" up || return 1
+        ip link set "$BR_HOST$number" up || return 1
     done
 }
 
@@ -97,14 +114,14 @@ br_plug() {
 br_mstp() {
     local number=$1
     shift
-    "$BR_BUILD/tools/mstp/mstp" --run-dir "$BR_RUN/sw$number" "$@"
+    "$BR_BUILD/tools/mstp/mstp" --run-dir "$BR_RUN/$BR_SW$number" "$@"
 }
 
 # br_start NUMBER: starts a bridge's daemon.
 br_start() {
     local number=$1 try
-    MSTP_RUN_DIR=$BR_RUN/sw$number "$BR_BUILD/mstp-daemon" "sw$number" 0 0 0 1 8 16 \
-        >>"$BR_RUN/sw$number/log" 2>&1 &
+    MSTP_RUN_DIR=$BR_RUN/$BR_SW$number "$BR_BUILD/mstp-daemon" "$BR_SW$number" 0 0 0 1 8 16 \
+        >>"$BR_RUN/$BR_SW$number/log" 2>&1 &
     BR_DAEMON[$number]=$!
     disown
     for try in $(seq 200); do
@@ -112,14 +129,14 @@ br_start() {
         kill -0 "${BR_DAEMON[$number]}" 2>/dev/null || break
         sleep 0.05
     done
-    echo "the daemon of sw$number does not answer; its log:" >&2
-    cat "$BR_RUN/sw$number/log" >&2
+    echo "the daemon of $BR_SW$number does not answer; its log:" >&2
+    cat "$BR_RUN/$BR_SW$number/log" >&2
     return 1
 }
 
 # br_configure NUMBER: what an operator's /etc/mstp/BRIDGE.conf would hold.
 br_configure() {
-    local number=$1 conf=$BR_RUN/sw$1/conf
+    local number=$1 conf=$BR_RUN/$BR_SW$1/conf
     {
         echo "instance add 0"
         echo "set region name demo"
@@ -129,10 +146,10 @@ br_configure() {
             echo "set instance 1 vlans 10-19"
             echo "set instance 2 vlans 20-29"
         fi
-        case $number in
-        1) [ -n "$BR_FILTERING" ] && echo "set instance 1 priority 4096" ;;
-        2) echo "set instance 0 priority 4096" ;;
-        3) [ -n "$BR_FILTERING" ] && echo "set instance 2 priority 4096" ;;
+        case $number${BR_FILTERING:+ with VLANs} in
+        1 | "2 with VLANs") echo "set instance 0 priority 4096" ;;
+        "1 with VLANs") echo "set instance 1 priority 4096" ;;
+        "3 with VLANs") echo "set instance 2 priority 4096" ;;
         esac
         echo "set region revision 1"
     } >"$conf"
@@ -144,20 +161,29 @@ br_kill() {
     unset "BR_DAEMON[$1]"
 }
 
-# Removes everything, whatever state it is in.
-br_down() {
+# br_unwire: removes one network's bridges and wires, whatever state they are in.
+br_unwire() {
     local number link a b
+    for link in "${BR_LINKS[@]}"; do
+        read -r a b <<<"$link"
+        ip link del "$BR_SW$a-$b" 2>/dev/null
+    done
+    for number in "${BR_NUMBERS[@]}"; do
+        ip -o link show master "$BR_SW$number" 2>/dev/null |
+            sed -n 's/^[0-9]*: \([^@:]*\).*/\1/p' | while read -r port; do ip link del "$port"; done
+        ip link del "$BR_SW$number-h" 2>/dev/null
+        ip link del "$BR_SW$number" 2>/dev/null
+    done
+    return 0
+}
+
+# br_down: removes everything.
+br_down() {
+    local number
     for number in "${!BR_DAEMON[@]}"; do
         kill -9 "${BR_DAEMON[$number]}" 2>/dev/null
     done
-    for link in "${BR_LINKS[@]}"; do
-        read -r a b <<<"$link"
-        ip link del "sw$a-$b" 2>/dev/null
-    done
-    for number in "${BR_NUMBERS[@]}"; do
-        ip link del "sw$number-h" 2>/dev/null
-        ip link del "sw$number" 2>/dev/null
-    done
+    br_unwire
     if [ -n "$BR_STP_BEFORE" ]; then
         rm -f /sbin/bridge-stp
         [ -e "$BR_RUN/bridge-stp.before" ] && cp -p "$BR_RUN/bridge-stp.before" /sbin/bridge-stp
@@ -169,7 +195,7 @@ br_down() {
 # "PORT VLAN STATE" a line: what the kernel does on a bridge's ports, in every VLAN of each.
 br_kernel_states() {
     local number=$1
-    bridge -j -d vlan show | jq -r --arg switch "sw$number-" '
+    bridge -j -d vlan show | jq -r --arg switch "$BR_SW$number-" '
         .[] | select(.ifname | startswith($switch)) | .ifname as $port | .vlans[]
             | .state as $state | range(.vlan; (.vlanEnd // .vlan) + 1) | "\($port) \(.) \($state)"' | LC_ALL=C sort
 }
@@ -177,7 +203,7 @@ br_kernel_states() {
 # The same as the daemon has it, for the VLANs that the kernel has on each port.
 br_daemon_states() {
     local number=$1
-    { br_mstp "$number" show --json; bridge -j vlan show; } | jq -rs --arg switch "sw$number-" '
+    { br_mstp "$number" show --json; bridge -j vlan show; } | jq -rs --arg switch "$BR_SW$number-" '
         def vlans: if . == "none" then empty else split(",")[] | split("-") | map(tonumber) | range(.[0]; .[-1] + 1) end;
         .[0] as $daemon
         | ($daemon.instances | map(.id as $id | .vlans | vlans | {key: tostring, value: $id}) | from_entries) as $map

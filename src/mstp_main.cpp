@@ -40,6 +40,7 @@
 #include "platform/joined_ports.h"
 #include "platform/seam.h"
 #include "platform/signals.h"
+#include "platform/take_over.h"
 
 tMstp gMstp;
 int32_t mstpTimeProcessEnable;
@@ -143,6 +144,9 @@ int32_t mstpStart(int32_t argc, char** argv) {
         return -1;
     }
     takeSignals();
+    if (platformTakeOver != nullptr && platformTakeOver() != 0) {
+        return -1;
+    }
     if (platformOnPortJoined != nullptr) {
         platformOnPortJoined(takeJoinedPort);
     }

@@ -9,7 +9,7 @@
 // blocked stays blocked. A file remembers who it was, for a daemon that is started again after a
 // crash; a crash itself changes nothing in the kernel.
 
-#include "take_over.h"
+#include "platform/take_over.h"
 
 #include <fcntl.h>
 #include <linux/if_link.h>
@@ -94,27 +94,28 @@ int32_t setStpState(uint32_t ifindex, uint32_t state) {
     return platform::netlinkRequest(&request, nullptr, nullptr);
 }
 
-[[noreturn]] void refuse(const char* reason) {
+int32_t refuse(const char* reason) {
     fprintf(stderr, "mstp-daemon: bridge %s: %s\n", platform::bridgeName(), reason);
-    exit(EXIT_FAILURE);
+    return -1;
 }
 
-void turnOn(uint32_t ifindex) {
+int32_t turnOn(uint32_t ifindex) {
     const int32_t error = setStpState(ifindex, STP_KERNEL);
     platform::LinkInfo link = {};
     if (error != 0 || platform::queryLink(ifindex, &link) != 0) {
-        errno = error != 0 ? error : ENODEV;
-        perror("mstp-daemon: spanning tree cannot be turned on");
-        exit(EXIT_FAILURE);
+        fprintf(stderr, "mstp-daemon: bridge %s: spanning tree cannot be turned on: %s\n",
+                platform::bridgeName(), strerror(error != 0 ? error : ENODEV));
+        return -1;
     }
     if (link.stpState == STP_USER) {
         setMark();
-        return;
+        return 0;
     }
     setStpState(ifindex, STP_OFF);
-    refuse("the kernel keeps spanning tree to itself. It leaves it to the daemon when "
-           "/sbin/bridge-stp answers \"BRIDGE start\" with exit code 0, in the first network "
-           "namespace only.");
+    return refuse(
+        "the kernel keeps spanning tree to itself. It leaves it to the daemon when "
+        "/sbin/bridge-stp answers \"BRIDGE start\" with exit code 0, in the first network "
+        "namespace only.");
 }
 
 [[noreturn]] void endInGoodOrder() {
@@ -128,19 +129,17 @@ void turnOn(uint32_t ifindex) {
 
 } // namespace
 
-void platform::takeBridgeOver() {
-    LinkInfo link = {};
+int32_t platformTakeOver() {
+    platform::LinkInfo link = {};
     if (!findBridge(&link)) {
-        return;
+        return 0;
     }
     if (link.stpState == STP_KERNEL) {
-        refuse("the kernel runs spanning tree on it; turn that off first: "
-               "ip link set BRIDGE type bridge stp_state 0");
+        return refuse("the kernel runs spanning tree on it; turn that off first: "
+                      "ip link set BRIDGE type bridge stp_state 0");
     }
     gIfindex = link.ifindex;
-    if (link.stpState == STP_OFF) {
-        turnOn(link.ifindex);
-    }
     platformOnSignal(SIGTERM, endInGoodOrder);
     platformOnSignal(SIGINT, endInGoodOrder);
+    return link.stpState == STP_OFF ? turnOn(link.ifindex) : 0;
 }

@@ -17,6 +17,7 @@
 #include "platform/notify.h"
 #include "platform/signals.h"
 #include "platform/stg.h"
+#include "platform/take_over.h"
 
 namespace sim {
 
@@ -127,6 +128,11 @@ uint64_t platformClock() {
 int32_t platformOnSignal(int32_t number, void (*callBack)()) {
     here().signals[number] = callBack;
     return 0;
+}
+
+// Nobody else runs spanning tree, unless a test says so.
+int32_t platformTakeOver() {
+    return resultOf("platformTakeOver");
 }
 
 // Nobody but management gives ports to a simulated bridge; a test plays the somebody.

@@ -370,6 +370,12 @@ TEST_F(CommandLine, ARefusedCommandLineTakesNoSignals) {
     EXPECT_TRUE(sw.signals.empty());
 }
 
+TEST_F(CommandLine, ABridgeThatSomebodyElseKeepsIsNotStarted) {
+    sw.results["platformTakeOver"] = -1;
+    EXPECT_EQ(start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"}), -1);
+    EXPECT_EQ(sw.portJoined, nullptr);
+}
+
 // ---- ports that join the bridge outside the daemon
 
 TEST_F(CommandLine, APortThatJoinsTheBridgeBecomesAPortLikeOneOfManagement) {

@@ -88,7 +88,7 @@ timeout --foreground "$seconds" qemu-system-x86_64 -accel tcg,thread=multi -cpu 
     -nodefaults -no-user-config -display none -no-reboot -serial stdio \
     -kernel "$cache/kernel/vmlinuz" -initrd "$work/initramfs.gz" \
     -append "console=ttyS0 quiet loglevel=${MSTP_VM_LOGLEVEL:-1} panic=-1 mitigations=off random.trust_cpu=on tsc=reliable" \
-    "${shares[@]}" </dev/null | tr -d '\r' | sed '/reboot: Power down$/d' && ran=0 || ran=$?
+    "${shares[@]}" </dev/null | sed -u -e 's/\r//g' -e '/reboot: Power down$/d' && ran=0 || ran=$?
 [ "$ran" != 124 ] || { echo "vm: the command was not done in $seconds s" >&2; exit 124; }
 [ -s "$work/share/status" ] || { echo "vm: the machine did not come up, or died" >&2; exit 125; }
 exit "$(cat "$work/share/status")"
