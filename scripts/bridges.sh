@@ -56,6 +56,11 @@ br_neighbours() {
 # br_ports NUMBER: the names of a bridge's ports.
 br_ports() { br_neighbours "$1" | sed "s/^/$BR_SW$1-/"; echo "$BR_SW$1-h"; }
 
+# br_host_ports NUMBER: those ports of a bridge that lead to hosts, as far as they are there yet.
+br_host_ports() {
+    ip -o link show master "$BR_SW$1" 2>/dev/null | sed -n "s/^[0-9]*: \($BR_SW$1-[hv][0-9]*\)[@:].*/\1/p"
+}
+
 # br_vlans PORT [add|del]: the VLANs of the network on a port.
 br_vlans() {
     local range
@@ -136,7 +141,7 @@ br_start() {
 
 # br_configure NUMBER: what an operator's /etc/mstp/BRIDGE.conf would hold.
 br_configure() {
-    local number=$1 conf=$BR_RUN/$BR_SW$1/conf
+    local number=$1 port conf=$BR_RUN/$BR_SW$1/conf
     {
         echo "instance add 0"
         echo "set region name demo"
@@ -152,8 +157,28 @@ br_configure() {
         "3 with VLANs") echo "set instance 2 priority 4096" ;;
         esac
         echo "set region revision 1"
+        for port in $(br_host_ports "$number"); do
+            echo "port add $port"
+            echo "set port $port edge on"
+        done
     } >"$conf"
     br_mstp "$number" -f "$conf"
+}
+
+# br_edge NUMBER PORT: no bridge is behind the port, so it need not wait to forward. The port may only
+# be on its way to the daemon.
+br_edge() {
+    local try
+    for try in $(seq 50); do
+        br_mstp "$1" set port "$2" edge on 2>/dev/null && return 0
+        sleep 0.1
+    done
+    br_mstp "$1" set port "$2" edge on
+}
+
+# "PORT INSTANCE ROLE STATE" a line, of one bridge.
+br_roles() {
+    br_mstp "$1" show ports | awk 'NF == 0 { exit } NR > 2 { print $1, $2, $3, $4 }'
 }
 
 br_kill() {

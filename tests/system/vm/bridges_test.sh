@@ -73,6 +73,7 @@ for number in "${BR_NUMBERS[@]}"; do
     br_configure "$number" || exit 1
 done
 br_plug || exit 1
+for number in "${BR_NUMBERS[@]}"; do br_edge "$number" "sw$number-h" || exit 1; done
 check_network "after the start"
 
 ways=$(for instance in 0 1 2; do
