@@ -1,0 +1,354 @@
+// How the kernel's bridge is brought in step: what is written, in which order, in how many
+// messages, and what happens when the kernel refuses. The kernel is played; the interfaces are
+// real, since they need port numbers.
+
+#include <array>
+#include <chrono>
+
+#include "bridge_vlans.h"
+#include "fake_bridge.h"
+#include "kernel_bridge.h"
+#include "link_translate.h"
+#include "linux_test.h"
+#include "membership.h"
+#include "platform/octets.h"
+#include "platform/seam.h"
+#include "platform/stg.h"
+#include "process.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using VlanList = std::array<uint8_t, platform::VLAN_LIST_SIZE>;
+
+VlanList range(uint32_t first, uint32_t last) {
+    VlanList list = {};
+    for (uint32_t vlan = first; vlan <= last; vlan++) {
+        platform::addBit(list.data(), vlan - 1);
+    }
+    return list;
+}
+
+class BridgeSettle : public LinuxTest {
+  protected:
+    void SetUp() override {
+        LinuxTest::SetUp();
+        platform::setPacketSocket(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0));
+        char program[] = "mstp-daemon";
+        char name[] = "fake";
+        char* arguments[] = {program, name};
+        platform::setBridgeName(2, arguments);
+        m_cist = addGroup(range(1, platform::VLAN_MAX));
+    }
+
+    void TearDown() override {
+        for (const uint32_t group : m_groups) {
+            stgShrProtocolDel(group);
+        }
+        platform::bindBridge(nullptr);
+        platform::setBridgeName(0, nullptr);
+        LinuxTest::TearDown();
+    }
+
+    uint32_t addGroup(const VlanList& list) {
+        uint32_t group = 0;
+        EXPECT_EQ(stgShrProtocolAdd(&group, KEL_KIND_CUSTOMER), 0);
+        EXPECT_EQ(stgShrProtocolVlanAdd(group, list.data(), platform::VLAN_LIST_SIZE), 0);
+        m_groups.push_back(group);
+        return group;
+    }
+
+    // A port of the bridge that the daemon will find.
+    uint32_t addPort(const std::string& name) {
+        const uint32_t unit = addWire(name);
+        m_fake.ports[unit] = {};
+        return unit;
+    }
+
+    // The daemon starts on the bridge as it is, and runs its ports.
+    void start() {
+        platform::kernelBridge()->rereadWanted = true;
+        platform::settleBridge();
+        for (const auto& [unit, port] : m_fake.ports) {
+            attach(unit);
+        }
+        platform::settleBridge();
+        m_fake.told.clear();
+        m_fake.messages = 0;
+    }
+
+    void hear(platform::NetlinkRequest message) {
+        std::array<uint8_t, 256> buffer;
+        platform::LinkOutput output = {buffer.data(), buffer.size(), 0};
+        platform::translateMessage(FakeBridge::bytes(&message), &output);
+        platform::settleBridge();
+    }
+
+    static void set(uint32_t group, uint32_t unit, uint32_t state) {
+        EXPECT_EQ(stgShrProtocolPortStateSet(group, unit, state), 0);
+    }
+
+    static std::string text(uint32_t number) { return std::to_string(number); }
+
+    FakeBridge m_fake;
+    uint32_t m_cist = 0;
+    std::vector<uint32_t> m_groups;
+};
+
+TEST_F(BridgeSettle, ClosingComesBeforeMappingAndMappingBeforeOpening) {
+    const uint32_t a = addPort("wa");
+    const uint32_t b = addPort("wb");
+    m_fake.addVlan(a, 10);
+    m_fake.addVlan(b, 10);
+    start();
+    set(m_cist, a, STG_PORT_FORWARDING);
+    platform::settleBridge();
+    m_fake.told.clear();
+    const uint32_t group = addGroup(range(10, 10));
+    set(group, a, STG_PORT_FORWARDING);
+    set(group, b, STG_PORT_BLOCKING);
+    set(m_cist, b, STG_PORT_FORWARDING);
+    set(m_cist, a, STG_PORT_BLOCKING);
+    platform::settleBridge();
+    EXPECT_THAT(m_fake.told,
+                ElementsAre("port " + text(a) + " 4", "map 10-10 1", "states " + text(b) + " 1=4",
+                            "states " + text(a) + " 1=3", "port " + text(b) + " 3"));
+}
+
+TEST_F(BridgeSettle, NothingIsWrittenWhenNothingChanges) {
+    const uint32_t a = addPort("wa");
+    m_fake.addVlan(a, 10);
+    start();
+    set(m_cist, a, STG_PORT_FORWARDING);
+    platform::settleBridge();
+    m_fake.told.clear();
+    set(m_cist, a, STG_PORT_FORWARDING);
+    hear(m_fake.portMessage(a));
+    hear(FakeBridge::vlanMessage(RTM_NEWVLAN, a, 10, 10));
+    EXPECT_THAT(m_fake.told, IsEmpty());
+}
+
+class ManyInstances : public BridgeSettle {
+  protected:
+    static constexpr uint32_t kVlans = 1000;
+    static constexpr uint32_t kInstances = 64;
+    static constexpr uint32_t kPerInstance = 16;
+    static constexpr uint32_t kWires = 8;
+
+    void SetUp() override {
+        BridgeSettle::SetUp();
+        for (uint32_t i = 0; i < kWires; i++) {
+            m_units.push_back(addPort("w" + text(i)));
+        }
+        for (const uint32_t unit : m_units) {
+            for (uint32_t vlan = 1; vlan <= kVlans; vlan++) {
+                m_fake.addVlan(unit, vlan);
+            }
+        }
+        start();
+        for (uint32_t i = 0; i + 1 < kInstances; i++) {
+            const uint32_t first = 1 + i * kPerInstance;
+            m_mstis.push_back(addGroup(range(first, std::min(kVlans, first + kPerInstance - 1))));
+        }
+    }
+
+    void setAll(uint32_t state) {
+        for (const uint32_t unit : m_units) {
+            for (const uint32_t group : m_mstis) {
+                set(group, unit, state);
+            }
+        }
+    }
+
+    std::vector<uint32_t> m_units;
+    std::vector<uint32_t> m_mstis;
+};
+
+TEST_F(ManyInstances, VlansAreMappedInOneMessage) {
+    platform::settleBridge();
+    EXPECT_EQ(m_fake.messages, 1U);
+    EXPECT_EQ(m_fake.instances.at(kVlans), kInstances - 1);
+}
+
+TEST_F(ManyInstances, StatesOfAllInstancesTakeOneMessagePerPort) {
+    platform::settleBridge();
+    m_fake.told.clear();
+    setAll(STG_PORT_FORWARDING);
+    platform::settleBridge();
+    EXPECT_EQ(m_fake.told.size(), kWires);
+    for (const auto& [unit, port] : m_fake.ports) {
+        EXPECT_EQ(port.vlans.at(kVlans), BR_STATE_FORWARDING);
+    }
+}
+
+TEST_F(BridgeSettle, VlanThatHasJustGoneDoesNotKeepOthersFromTheirInstance) {
+    const uint32_t a = addPort("wa");
+    for (uint32_t vlan = 10; vlan <= 14; vlan++) {
+        m_fake.addVlan(a, vlan);
+    }
+    start();
+    m_fake.ports[a].vlans.erase(12);
+    m_fake.instances.erase(12);
+    addGroup(range(10, 14));
+    platform::settleBridge();
+    EXPECT_THAT(m_fake.instances, ElementsAre(testing::Pair(10, 1), testing::Pair(11, 1),
+                                              testing::Pair(13, 1), testing::Pair(14, 1)));
+}
+
+TEST_F(BridgeSettle, VlanOnAFurtherPortGetsTheStateOfItsInstance) {
+    const uint32_t a = addPort("wa");
+    const uint32_t b = addPort("wb");
+    m_fake.addVlan(a, 10);
+    start();
+    const uint32_t group = addGroup(range(10, 10));
+    set(m_cist, b, STG_PORT_FORWARDING);
+    set(group, b, STG_PORT_BLOCKING);
+    platform::settleBridge();
+    m_fake.addVlan(b, 10);
+    EXPECT_EQ(m_fake.ports[b].vlans[10], BR_STATE_FORWARDING);
+    hear(FakeBridge::vlanMessage(RTM_NEWVLAN, b, 10, 10));
+    EXPECT_EQ(m_fake.ports[b].vlans[10], BR_STATE_BLOCKING);
+}
+
+TEST_F(BridgeSettle, StateWaitsForTheLink) {
+    const uint32_t a = addPort("wa");
+    start();
+    m_fake.ports[a].up = false;
+    m_fake.ports[a].state = BR_STATE_DISABLED;
+    hear(m_fake.portMessage(a));
+    set(m_cist, a, STG_PORT_FORWARDING);
+    platform::settleBridge();
+    EXPECT_THAT(m_fake.told, IsEmpty());
+    m_fake.ports[a].up = true;
+    m_fake.ports[a].state = BR_STATE_BLOCKING;
+    hear(m_fake.portMessage(a));
+    EXPECT_THAT(m_fake.told, ElementsAre("port " + text(a) + " 3"));
+}
+
+TEST_F(BridgeSettle, RefusedStateIsTriedAgain) {
+    const uint32_t a = addPort("wa");
+    start();
+    m_fake.refusal = ENOBUFS;
+    set(m_cist, a, STG_PORT_FORWARDING);
+    platform::settleBridge();
+    m_fake.refusal = 0;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (m_fake.told.empty() && std::chrono::steady_clock::now() < end) {
+        platform::settleBridge();
+    }
+    EXPECT_THAT(m_fake.told, ElementsAre("port " + text(a) + " 3"));
+}
+
+TEST_F(BridgeSettle, LastingRefusalIsToldOnce) {
+    const uint32_t a = addPort("wa");
+    start();
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 40; i++) {
+        m_fake.ports[a].state = BR_STATE_FORWARDING;
+        hear(m_fake.portMessage(a));
+    }
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "mstp: bridge fake: port wa does not take its state: spanning tree is not left to user "
+        "space\n");
+}
+
+TEST_F(BridgeSettle, ReadingThatFailsIsTriedAgain) {
+    const uint32_t a = addPort("wa");
+    m_fake.dumpsToRefuse = 3;
+    platform::kernelBridge()->rereadWanted = true;
+    for (int i = 0; i < 4; i++) {
+        platform::settleBridge();
+    }
+    EXPECT_NE(platform::findBridgePort(a), nullptr);
+}
+
+TEST_F(BridgeSettle, PortFromAnEarlierLifeIsLeftAlone) {
+    const uint32_t a = addPort("wa");
+    m_fake.ports[a].state = BR_STATE_FORWARDING;
+    m_fake.addVlan(a, 10);
+    m_fake.instances[10] = 5;
+    platform::kernelBridge()->rereadWanted = true;
+    platform::settleBridge();
+    hear(m_fake.portMessage(a));
+    EXPECT_THAT(m_fake.told, IsEmpty());
+}
+
+TEST_F(BridgeSettle, GroupTakesTheInstanceThatItsVlansAreInAlready) {
+    const uint32_t a = addPort("wa");
+    m_fake.addVlan(a, 10);
+    m_fake.instances[10] = 5;
+    platform::kernelBridge()->rereadWanted = true;
+    platform::settleBridge();
+    const uint32_t group = addGroup(range(10, 10));
+    platform::settleBridge();
+    EXPECT_EQ(platform::groupInstance(group), 5);
+    EXPECT_THAT(m_fake.told, IsEmpty());
+}
+
+TEST_F(BridgeSettle, OlderKernelForgetsTheWholePort) {
+    const uint32_t a = addPort("wa");
+    m_fake.addVlan(a, 10);
+    m_fake.addVlan(a, 11);
+    start();
+    m_fake.knowsBulk = false;
+    VlanList list = range(10, 10);
+    EXPECT_EQ(platform::flushLearned(a, list.data(), platform::VLAN_LIST_SIZE), 0);
+    EXPECT_THAT(m_fake.told, ElementsAre("flush " + text(a)));
+}
+
+TEST_F(BridgeSettle, VlanMessageWithFalseLengthsIsHarmless) {
+    const uint32_t a = addPort("wa");
+    start();
+    platform::NetlinkRequest message = FakeBridge::vlanMessage(RTM_NEWVLAN, a, 10, 12);
+    const platform::Bytes whole = FakeBridge::bytes(&message);
+    for (uint32_t length = 0; length < whole.length; length++) {
+        const std::vector<uint8_t> part(whole.data, whole.data + length);
+        if (length >= NLMSG_HDRLEN) {
+            platform::readVlans({part.data(), length}, true);
+        }
+    }
+    EXPECT_FALSE(platform::hasVlan(platform::findBridgePort(a)->vlans, 10));
+}
+
+TEST_F(BridgeSettle, VlansThatThereCannotBeAreIgnored) {
+    const uint32_t a = addPort("wa");
+    start();
+    for (const auto& [first, last] :
+         {std::pair{0U, 5U}, {4095U, 4095U}, {4000U, 5000U}, {9U, 8U}}) {
+        hear(FakeBridge::vlanMessage(RTM_NEWVLAN, a, first, last));
+    }
+    const platform::BridgePort* port = platform::findBridgePort(a);
+    EXPECT_EQ(std::count(std::begin(port->vlans), std::end(port->vlans), 0),
+              static_cast<std::ptrdiff_t>(sizeof port->vlans));
+}
+
+// ---- requests
+
+TEST(NetlinkRequest, ThatIsTooLongIsNotSent) {
+    platform::NetlinkRequest request;
+    platform::requestBegin(&request, RTM_NEWLINK, 0, nullptr, 0);
+    const std::vector<uint8_t> much(platform::NETLINK_REQUEST_SIZE);
+    platform::requestPut(&request, IFLA_IFNAME, much.data(), platform::NETLINK_REQUEST_SIZE - 8);
+    EXPECT_EQ(platform::netlinkRequest(&request, nullptr, nullptr), EMSGSIZE);
+}
+
+TEST(NetlinkRequest, NestHoldsWhatWasPutIntoIt) {
+    platform::NetlinkRequest request;
+    platform::requestBegin(&request, RTM_NEWLINK, 0, nullptr, 0);
+    const uint32_t nest = platform::requestNest(&request, 7);
+    platform::requestPutValue(&request, 8, uint8_t{9});
+    platform::requestEndNest(&request, nest);
+    platform::Bytes rest = {request.data + NLMSG_HDRLEN, request.length - NLMSG_HDRLEN};
+    uint16_t type = 0;
+    platform::Bytes outer;
+    platform::Bytes inner;
+    ASSERT_TRUE(platform::nextAttribute(&rest, &type, &outer));
+    EXPECT_EQ(type, 7);
+    ASSERT_TRUE(platform::nextAttribute(&outer, &type, &inner));
+    EXPECT_EQ(type, 8);
+    EXPECT_EQ(inner.data[0], 9);
+}
+
+} // namespace
