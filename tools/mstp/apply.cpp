@@ -59,7 +59,7 @@ class Sender {
         }
         const Reply held = m_daemon.getOctets(MSTP_XST_GETAPI, {c.instance}, MSTP_XST_VLANLIST);
         const VlanDifference difference = vlanDifference(c, held.octets);
-        const Reply reply = sendVlans(c.instance, MSTP_XST_VLANLISTDEL, difference.remove);
+        Reply reply = sendVlans(c.instance, MSTP_XST_VLANLISTDEL, difference.remove);
         return reply.result != 0 ? reply : sendVlans(c.instance, MSTP_XST_VLANLIST, difference.add);
     }
 
@@ -80,7 +80,7 @@ class Sender {
     }
 
     Reply operator()(const MapCommand& c) const {
-        const Reply reply = setBridge(MSTP_GEN_FASTMAPSETVLANS, usedPart(c.vlans));
+        Reply reply = setBridge(MSTP_GEN_FASTMAPSETVLANS, usedPart(c.vlans));
         if (reply.result != 0) {
             return reply;
         }
@@ -125,7 +125,7 @@ static std::string reasonOf(const Daemon& daemon, const Command& command, int32_
         return "refused by the platform with code " + std::to_string(result);
     }
     const Expected state = Expected::read(daemon);
-    const std::string reason = state.refusal(command);
+    std::string reason = state.refusal(command);
     if (!reason.empty()) {
         return reason;
     }

@@ -185,15 +185,22 @@ std::string Expected::missing(const Target& target) const {
 }
 
 std::string Expected::refusalOfLife(uint32_t instance, bool add) const {
-    const std::string reason = missing({Object::Instance, instance, ""});
+    std::string reason = missing({Object::Instance, instance, ""});
     if (!add || reason == NO_MSTIS) {
         return reason;
     }
     return instance > highestInstance ? noRoom(highestInstance) : "";
 }
 
+static std::string heldElsewhere(const List& list, uint32_t instance) {
+    const std::string vlans = vlanWord(list);
+    const std::string number = std::to_string(instance);
+    return "VLAN " + vlans + " belongs to another instance, " + number + " (mstp set instance " +
+           number + " vlans -" + vlans + ")";
+}
+
 std::string Expected::refusalOfVlans(const VlansCommand& command) const {
-    const std::string reason = missing({Object::Instance, command.instance, ""});
+    std::string reason = missing({Object::Instance, command.instance, ""});
     if (!reason.empty()) {
         return reason;
     }
@@ -207,9 +214,7 @@ std::string Expected::refusalOfVlans(const VlansCommand& command) const {
     for (const auto& [other, held] : vlans) {
         const List taken = both(held, difference.add);
         if (other != 0 && other != command.instance && any(taken)) {
-            const std::string number = std::to_string(other);
-            return "VLAN " + vlanWord(taken) + " belongs to another instance, " + number +
-                   " (mstp set instance " + number + " vlans -" + vlanWord(taken) + ")";
+            return heldElsewhere(taken, other);
         }
     }
     return "";
