@@ -279,6 +279,7 @@ void Network::hang(uint32_t number, uint64_t microseconds) {
 void Network::wake(uint32_t number) {
     Node& node = *m_nodes[number];
     if (node.state == NodeState::Running) {
+        node.lookAgain = true;
         push({m_time, 0, ++node.wakeGeneration, number, EventKind::Wake});
     }
 }
@@ -286,8 +287,9 @@ void Network::wake(uint32_t number) {
 // With the daemon swapped in: asks its loop how long it would wait, and sleeps that long.
 void Network::sleep(uint32_t number) {
     Node& node = *m_nodes[number];
-    const int32_t ready = mstpLoopWait(node.loop.get());
-    const uint64_t wait = ready > 0 ? 0 : static_cast<uint64_t>(node.sw.waitMicroseconds);
+    node.ready = mstpLoopWait(node.loop.get());
+    node.lookAgain = false;
+    const uint64_t wait = node.ready > 0 ? 0 : static_cast<uint64_t>(node.sw.waitMicroseconds);
     push({m_time + wait, 0, ++node.wakeGeneration, number, EventKind::Wake});
 }
 
@@ -297,7 +299,7 @@ void Network::iterate(uint32_t number) {
         return;
     }
     swapIn(node);
-    const int32_t ready = mstpLoopWait(node.loop.get());
+    const int32_t ready = node.lookAgain ? mstpLoopWait(node.loop.get()) : node.ready;
     const uint64_t allocated = allocations();
     mstpLoopServe(node.loop.get(), ready);
     node.counters.allocations += allocations() - allocated;

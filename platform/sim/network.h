@@ -80,6 +80,8 @@ struct Node {
     std::map<uint32_t, Plug> plugs; ///< by unit
     std::vector<uint8_t> roles;     ///< last told of: by port slot, then instance
     bool rolesMayDiffer = false;    ///< something ran since
+    int32_t ready = 0;              ///< what its wait returned
+    bool lookAgain = false;         ///< something became readable since that wait
     uint64_t hungUntil = 0;
     std::vector<std::function<void(const std::vector<uint8_t>&)>>
         waiting; ///< for replies, in order

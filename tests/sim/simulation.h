@@ -32,6 +32,7 @@ class Simulation {
 
     const Topology& topology() const { return m_topology; }
     sim::Network& network() { return m_network; }
+    const sim::Invariants& invariants() const { return *m_invariants; }
 
   private:
     void configure(uint32_t bridge);
