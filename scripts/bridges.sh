@@ -217,22 +217,25 @@ br_down() {
     return 0
 }
 
-# "PORT VLAN STATE" a line: what the kernel does on a bridge's ports, in every VLAN of each.
+# Names of the interfaces whose links are up, as JSON.
+br_live() { ip -j link show | jq -c '[.[] | select(.operstate == "UP") | .ifname]'; }
+
+# "PORT VLAN STATE" a line: what the kernel does on a bridge's live ports, in every VLAN of each.
 br_kernel_states() {
     local number=$1
-    bridge -j -d vlan show | jq -r --arg switch "$BR_SW$number-" '
-        .[] | select(.ifname | startswith($switch)) | .ifname as $port | .vlans[]
+    bridge -j -d vlan show | jq -r --arg switch "$BR_SW$number-" --argjson live "$(br_live)" '
+        .[] | select((.ifname | startswith($switch)) and (.ifname | IN($live[]))) | .ifname as $port | .vlans[]
             | .state as $state | range(.vlan; (.vlanEnd // .vlan) + 1) | "\($port) \(.) \($state)"' | LC_ALL=C sort
 }
 
 # The same as the daemon has it, for the VLANs that the kernel has on each port.
 br_daemon_states() {
     local number=$1
-    { br_mstp "$number" show --json; bridge -j vlan show; } | jq -rs --arg switch "$BR_SW$number-" '
+    { br_mstp "$number" show --json; bridge -j vlan show; } | jq -rs --arg switch "$BR_SW$number-" --argjson live "$(br_live)" '
         def vlans: if . == "none" then empty else split(",")[] | split("-") | map(tonumber) | range(.[0]; .[-1] + 1) end;
         .[0] as $daemon
         | ($daemon.instances | map(.id as $id | .vlans | vlans | {key: tostring, value: $id}) | from_entries) as $map
-        | .[1][] | select(.ifname | startswith($switch)) | .ifname as $port
+        | .[1][] | select((.ifname | startswith($switch)) and (.ifname | IN($live[]))) | .ifname as $port
         | ($daemon.ports[] | select(.name == $port)) as $played
         | .vlans[] | range(.vlan; (.vlanEnd // .vlan) + 1) as $vlan
         | ($map["\($vlan)"]) as $instance
