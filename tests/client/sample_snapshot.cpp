@@ -40,7 +40,7 @@ static BridgeView sampleBridge() {
     bridge.maxInstances = 64;
     bridge.maxInstanceId = 63;
     bridge.instanceCount = 2;
-    bridge.highestInstanceId = 1;
+    bridge.instanceMark = 1;
     bridge.usedMaxAge = 18;
     bridge.usedHelloTime = 1;
     bridge.usedForwardDelay = 12;

@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "apply.h"
+#include "complete.h"
 #include "daemon.h"
 #include "file.h"
 #include "get.h"
@@ -69,7 +70,7 @@ void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
         command->add_flag("--dot", arguments.show.dot, "as a drawing, for the program dot");
     dot->excludes(json);
     command->add_option("--instance", arguments.show.instance, "the only instance to draw")
-        ->check(CLI::Range(0, 4094))
+        ->check(CLI::Range(0, 254))
         ->needs(dot);
     command->add_option("--color", arguments.show.colour, "auto, always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
@@ -151,6 +152,11 @@ int run(int argc, char** argv) {
     addFiles(app, arguments, daemon);
     addWatch(app, arguments, daemon);
 
+    // For the shells' completion, and so left out of the help.
+    if (argc > 1 && std::string(argv[1]) == "--complete-words") {
+        printCompletions(std::cout, app, {argv + 2, argv + argc});
+        return EXIT_DONE;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

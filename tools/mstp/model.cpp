@@ -132,7 +132,7 @@ BridgeView readBridge(const Reader& reader) {
     view.maxInstances = reader.number(MSTP_GEN_MAXMSTNUM);
     view.maxInstanceId = reader.number(MSTP_GEN_MAXMSTID);
     view.instanceCount = reader.number(MSTP_GEN_CURRENTMSTNUM);
-    view.highestInstanceId = reader.number(MSTP_GEN_CURRENTMAXMSTID);
+    view.instanceMark = reader.number(MSTP_GEN_CURRENTMAXMSTID);
     view.usedMaxAge = reader.secondsIfAny(MSTP_GEN_MAXAGE);
     view.usedHelloTime = reader.secondsIfAny(MSTP_GEN_HELLOTIME);
     view.usedForwardDelay = reader.secondsIfAny(MSTP_GEN_FORWARDDELAY);

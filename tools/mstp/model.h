@@ -37,7 +37,7 @@ struct BridgeView {
     uint32_t maxInstances = 0;
     uint32_t maxInstanceId = 0;
     uint32_t instanceCount = 0;
-    uint32_t highestInstanceId = 0;
+    uint32_t instanceMark = 0;
 
     // The times in force, which are the root's; none without a CIST.
     std::optional<uint32_t> usedMaxAge;

@@ -102,8 +102,7 @@ void showBridge(Writer& writer, const Snapshot& snapshot) {
             writer.field("maxInstances", "limit", numberValue(bridge.maxInstances), Detail::Full);
             writer.field("maxInstanceId", "highest id allowed", numberValue(bridge.maxInstanceId),
                          Detail::Full);
-            writer.field("highestInstanceId", "highest id told",
-                         numberValue(bridge.highestInstanceId), Detail::Full);
+            writer.field("instanceMark", "mark", numberValue(bridge.instanceMark), Detail::Full);
         });
     });
 }
