@@ -52,6 +52,7 @@ void Verifier::checkTrees() {
     for (const std::string& line : m_invariants.settledViolations()) {
         m_lab.fail(m_lab.network().time(), {}, "a tree for every VLAN", line);
     }
+    compareTrees();
 }
 
 } // namespace simtool

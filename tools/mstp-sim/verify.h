@@ -20,6 +20,7 @@ class Verifier {
 
   private:
     void checkTrees();
+    void compareTrees();
 
     Lab& m_lab;
     sim::Invariants m_invariants;

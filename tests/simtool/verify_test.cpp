@@ -1,0 +1,57 @@
+// What must always hold, checked beside a scenario's own expectations.
+
+#include "verify.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "parse.h"
+#include "trial.h"
+
+using namespace simtool;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+static std::vector<std::string> verified(const std::string& text) {
+    const Scenario scenario = parseScenario(text, "verified.yaml");
+    Lab lab(scenario);
+    Verifier verifier(lab);
+    lab.run();
+    verifier.finish();
+    std::vector<std::string> lines;
+    for (const Failure& failure : lab.failures()) {
+        lines.push_back(failure.expected + "; found: " + failure.found);
+    }
+    return lines;
+}
+
+TEST(Verifier, AcceptsTheTreesThatWereComputed) {
+    EXPECT_THAT(verified("defaults: {bridge: {region: lab, instances: {1: 10, 2: 20}}}\n"
+                         "generate: {kind: random, bridges: 8, degree: 4}\n"
+                         "bridges: {sw5: {instances: {1: {priority: 0}}}}\n"),
+                IsEmpty());
+}
+
+TEST(Verifier, KnowsWhatEventsHaveSet) {
+    EXPECT_THAT(verified("generate: {kind: ring, bridges: 5}\n"
+                         "events:\n"
+                         "  - {at: 20s, set: sw4 instance 0 priority 4096}\n"
+                         "  - {at: 25s, set: sw1 port 1 cost 1}\n"
+                         "  - {at: 30s, cut: sw2-sw3}\n"),
+                IsEmpty());
+}
+
+TEST(Verifier, AcceptsRegionsAndOlderVersions) {
+    EXPECT_THAT(verified("generate: {kind: regions, regions: 3, bridges: 3}\n"
+                         "duration: 150s\n"
+                         "bridges: {old: {version: stp}, newer: {version: rstp, priority: 0}}\n"
+                         "links: [old-r1_sw1, newer-r2_sw2]\n"),
+                IsEmpty());
+}
+
+TEST(Verifier, TellsOfBridgesThatNoFramesReach) {
+    EXPECT_THAT(verified("defaults: {bridge: {max-hops: 6}}\n"
+                         "generate: {kind: chain, bridges: 10}\n"),
+                Contains(HasSubstr("cut off")));
+}
