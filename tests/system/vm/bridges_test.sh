@@ -102,4 +102,13 @@ check "ports that leave the bridge leave the daemon" $((${#left} > 0)) "$left"
 for port in $(br_ports 4); do br_join 4 "$port"; done
 check_network "after a bridge's ports were removed and added"
 
+before=$(br_kernel_states 2)
+kill -TERM "${BR_DAEMON[2]}"
+for try in $(seq 100); do kill -0 "${BR_DAEMON[2]}" 2>/dev/null || break; sleep 0.1; done
+check "a daemon that is asked to end does so" $((try == 100))
+check "it gives the bridge back" $(($(cat /sys/class/net/sw2/bridge/stp_state) != 0))
+check "it leaves every port in its state, so that what was blocked stays blocked" \
+    "$([ "$before" = "$(br_kernel_states 2)" ]; echo $?)" "$(diff <(echo "$before") <(br_kernel_states 2))"
+br_start 2
+check "the next daemon takes it over again" $(($(cat /sys/class/net/sw2/bridge/stp_state) != 2))
 finish
