@@ -4,7 +4,7 @@
 PRESET ?= release
 BENCH_FILTER ?= .
 
-.PHONY: all build demo test bench format lint clean
+.PHONY: all build demo package test bench format lint clean
 
 all: build
 
@@ -19,6 +19,13 @@ demo:
 	@cmake --preset release -B build/demo -DMSTP_BUILD_TESTS=OFF >/dev/null
 	@cmake --build build/demo -j2
 	@scripts/demo build/demo
+
+# A Debian package of the programs, for this machine's kind.
+package:
+	@scripts/install-deps package
+	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
+	@cmake --build build/package -j2
+	@cd build/package && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p'
 
 test:
 	@scripts/install-deps test
