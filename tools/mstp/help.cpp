@@ -82,6 +82,18 @@ std::string sessionHelp() {
            "  3  no daemon answers\n";
 }
 
+std::string showHelp() {
+    return "Without a form all of it is shown at a glance; a form shows all that can be read of "
+           "its\n"
+           "objects. --json prints the same for programs, under keys that are stable. --dot draws\n"
+           "what the bridge sees of its trees: mstp show --dot | dot -Tsvg >trees.svg\n";
+}
+
+std::string watchHelp() {
+    return "Tells first what there is, then a line for each change, with its time: links, roots,\n"
+           "roles and states, topology changes. It goes on when the daemon ends and comes back.\n";
+}
+
 std::string saveHelp() {
     return "What differs from a fresh daemon's values is written, in an order in which a fresh\n"
            "daemon can take it. Start the daemon and run \"mstp -f FILE\" to be where it was.\n";

@@ -19,5 +19,7 @@ CommandHelp getHelp();
 
 /// The end of "mstp --help": a whole session, files of commands, and the exit codes.
 std::string sessionHelp();
+std::string showHelp();
+std::string watchHelp();
 std::string saveHelp();
 std::string restoreHelp();

@@ -74,6 +74,7 @@ void addShow(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
         ->needs(dot);
     command->add_option("--color", arguments.show.colour, "auto, always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
+    command->footer(showHelp());
     command->callback([&] { show(daemon, arguments); });
 }
 
@@ -104,6 +105,7 @@ void addWatch(CLI::App& app, Arguments& arguments, const Daemon& daemon) {
         ->check(CLI::Range(1, 60000));
     command->add_flag("--epoch", arguments.watch.epoch, "times in seconds since 1970");
     command->add_flag("--json", arguments.watch.json, "a JSON object a line");
+    command->footer(watchHelp());
     command->callback([&] { watchBridge(std::cout, daemon, arguments.watch); });
 }
 
