@@ -16,7 +16,6 @@ namespace {
 
 using platform::BridgePort;
 using platform::KernelBridge;
-using platform::Untold;
 
 // Machines decide on a port within two forward delays of its start.
 constexpr uint64_t kKeepTime = 30'000'000;
