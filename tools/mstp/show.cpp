@@ -131,7 +131,7 @@ static void instanceId(Writer& writer, const InstanceView& view) {
 
 // "20000", or "200000+20000": outside the region, then inside.
 static std::string costText(const InstanceView& view) {
-    const std::string inside = std::to_string(view.internalCost);
+    std::string inside = std::to_string(view.internalCost);
     if (view.externalCost == 0) {
         return inside;
     }
