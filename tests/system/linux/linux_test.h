@@ -54,7 +54,15 @@ class LinuxTest : public testing::Test {
             addInterface(name, name + " " + options + " type veth peer name " + name + "p");
         ip("link set " + name + "p up");
         ip("link set " + name + " up");
+        waitUntilUp(name);
+        waitUntilUp(name + "p");
         return unit;
+    }
+
+    /// A busy kernel takes its time to notice that a wire is up, and passes no frames before.
+    static void waitUntilUp(const std::string& name) {
+        runQuietly("for i in $(seq 600); do ip -o link show " + name +
+                   " | grep -q 'state UP' && break; sleep 0.05; done");
     }
 
     static uint32_t indexOf(const std::string& name) { return if_nametoindex(name.c_str()); }
