@@ -77,8 +77,7 @@ for link in "${BR_LINKS[@]}"; do
     check_network "with that wire mended"
 done
 
-bridge vlan add dev sw1-2 vid 40-45
-for port in sw2-1 sw2-3 sw3-2 sw1-h sw2-h sw3-h; do bridge vlan add dev $port vid 40-45; done
+for port in sw1-2 sw2-1 sw2-3 sw3-2 sw1-3 sw3-1 sw1-h sw2-h sw3-h; do bridge vlan add dev $port vid 40-45; done
 for number in 1 2 3; do br_mstp "$number" set instance 1 vlans +42; br_mstp "$number" set region revision 2; done
 br_mstp 4 set instance 1 vlans +42 && br_mstp 4 set region revision 2
 settle
