@@ -25,7 +25,7 @@ check "a bridge without daemon stays with the kernel" $(($(cat /sys/class/net/sw
 for number in 1 2; do
     br_start "$number" || exit 1
     br_configure "$number" || exit 1
-    br_mstp "$number" set bridge forward-delay 4 && br_mstp "$number" set bridge max-age 6 &&
+    br_mstp "$number" set bridge max-age 6 && br_mstp "$number" set bridge forward-delay 4 &&
         br_mstp "$number" set bridge hello-time 1 || exit 1
 done
 br_plug || exit 1
