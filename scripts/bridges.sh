@@ -236,9 +236,9 @@ br_daemon_states() {
         .[0] as $daemon
         | ($daemon.instances | map(.id as $id | .vlans | vlans | {key: tostring, value: $id}) | from_entries) as $map
         | .[1][] | select((.ifname | startswith($switch)) and (.ifname | IN($live[]))) | .ifname as $port
-        | ($daemon.ports[] | select(.name == $port)) as $played
+        | ($daemon.ports[] | select(.name == $port)
+            | .instances | map({key: "\(.id)", value: .state}) | from_entries) as $states
         | .vlans[] | range(.vlan; (.vlanEnd // .vlan) + 1) as $vlan
-        | ($map["\($vlan)"]) as $instance
-        | ($played.instances[] | select(.id == $instance) | .state) as $state
+        | $states["\($map["\($vlan)"])"] as $state
         | "\($port) \($vlan) \(if $state == "discarding" then "blocking" else $state end)"' | LC_ALL=C sort
 }

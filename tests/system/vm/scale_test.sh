@@ -1,0 +1,112 @@
+#!/bin/bash
+# A thousand VLANs in 64 instances on 32 ports of one kernel bridge: the kernel's states become the
+# daemon's, and what a topology change costs the daemon is printed. Runs inside the virtual machine:
+#   tests/system/vm/run.sh tests/system/vm/scale_test.sh BUILD-FOLDER
+set -uo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+top=$here/../../..
+. "$top/scripts/bridges.sh"
+. "$here/check.sh"
+
+br_init "$(cd "$1" && pwd)"
+trap br_down EXIT
+
+tell() { echo "$1 ($(cut -d' ' -f1 /proc/uptime) s since boot)"; }
+
+PORTS=32 INSTANCES=63 # MST instances, besides the CIST
+BR_NUMBERS=(1) BR_LINKS=()
+# VLAN v is in instance v % 64 from 2 to 1001; instance 0 is the CIST.
+vlans_of() { seq -s, $(($1 < 2 ? $1 + 64 : $1)) 64 1001; }
+
+br_stp_script "$top/packaging/bridge-stp"
+ip link add sw1 address 02:00:00:00:00:01 type bridge vlan_filtering 1 vlan_default_pvid 0 || exit 1
+mkdir -p "$BR_RUN/sw1"
+for port in $(seq $PORTS); do
+    echo "link add sw1-$port type veth peer name far$port"
+done | ip -batch - || exit 1
+
+MSTP_RUN_DIR=$BR_RUN/sw1 "$BR_BUILD/mstp-daemon" sw1 0 0 0 1 $((INSTANCES + 1)) $((2 * PORTS)) >>"$BR_RUN/sw1/log" 2>&1 &
+BR_DAEMON[1]=$!
+disown
+for _ in $(seq 300); do
+    br_mstp 1 show bridge >/dev/null 2>&1 && break
+    sleep 0.1
+done
+daemon=${BR_DAEMON[1]}
+tell "the daemon runs"
+
+{
+    echo "instance add 0"
+    for instance in $(seq $INSTANCES); do
+        echo "instance add $instance"
+        echo "set instance $instance vlans $(vlans_of "$instance")"
+    done
+    echo "set region revision 1"
+} >"$BR_RUN/conf"
+br_mstp 1 -f "$BR_RUN/conf" || exit 1
+tell "its instances are there"
+ip link set sw1 up
+for port in $(seq $PORTS); do
+    ip link set "sw1-$port" master sw1
+    bridge vlan add dev "sw1-$port" vid 2-1001
+    ip link set "far$port" up
+    ip link set "sw1-$port" up
+done || exit 1
+tell "the ports are in all VLANs"
+
+# CPU of the daemon so far, in milliseconds.
+cpu() { awk -v tick="$(getconf CLK_TCK)" '{ sub(/.*\) /, ""); printf "%d", ($12 + $13) * 1000 / tick }' "/proc/$daemon/stat"; }
+
+# What states there are in the kernel, whatever their number; it is much to read.
+kernel_has() { bridge -j -d vlan show | jq -r '[.[].vlans[].state] | unique | join(" ")'; }
+
+# Waits until all states in the kernel are forwarding. Asks nothing of the daemon, whose CPU is read next.
+wait_forwarding() {
+    local end=$((SECONDS + 600))
+    while [ "$(kernel_has)" != forwarding ] && [ $SECONDS -lt $end ]; do
+        sleep 1
+    done
+    tell "states in the kernel: $(kernel_has)"
+}
+
+check_states() { # SENTENCE
+    local found
+    br_kernel_states 1 >"$BR_RUN/kernel"
+    br_daemon_states 1 >"$BR_RUN/daemon"
+    found=$(diff "$BR_RUN/kernel" "$BR_RUN/daemon")
+    check "$1, all states in the kernel are the daemon's" $? "$found"
+    check "$1, every VLAN is forwarded on every port" $(($(grep -c ' forwarding$' "$BR_RUN/kernel") != PORTS * 1000)) \
+        "$(cut -d' ' -f3 "$BR_RUN/kernel" | sort | uniq -c)"
+}
+
+wait_forwarding
+echo "To get there the daemon used $(cpu) ms of CPU."
+check_states "after the start"
+
+changes() { for instance in $(seq 0 $INSTANCES); do br_mstp 1 get instance "$instance" topology-changes; done; }
+changes >"$BR_RUN/before"
+before=$(cpu)
+ip link set far1 down
+for _ in $(seq 300); do
+    [ "$(cat /sys/class/net/sw1-1/brport/state)" = 0 ] && break
+    sleep 0.1
+done
+sleep 2
+after_cut=$(cpu)
+ip link set far1 up
+for _ in $(seq 300); do
+    [ "$(cat /sys/class/net/sw1-1/brport/state)" != 0 ] && break
+    sleep 0.1
+done
+wait_forwarding
+after=$(cpu)
+echo "A cut cost the daemon $((after_cut - before)) ms of CPU, the repair $((after - after_cut)) ms, until all is forwarded again."
+changes >"$BR_RUN/after"
+check "the repair was a topology change in every instance" \
+    $(($(paste "$BR_RUN/before" "$BR_RUN/after" | awk '$NF > $(NF / 2)' | wc -l) != INSTANCES + 1)) \
+    "$(paste "$BR_RUN/before" "$BR_RUN/after")"
+# Of that port only: reading everything takes the daemon longer than the repair did.
+found=$(for instance in $(seq 0 $INSTANCES); do br_mstp 1 get instance "$instance" port sw1-1 state; done | sort | uniq -c | xargs)
+[ "$found" = "$((INSTANCES + 1)) forwarding" ]
+check "the daemon forwards in all instances on the wire that was mended" $? "$found"
+finish
