@@ -47,7 +47,10 @@ void portVanished(PortEntry* port) {
 
 static void restore(RunningBridge& running) {
     for (uint32_t unit = 1; unit <= PORTS; unit++) {
-        ports[unit] = {unit, 1, true, false};
+        ports[unit] = {};
+        ports[unit].ifindex = unit;
+        ports[unit].kind = 1;
+        ports[unit].joined = true;
         uint32_t on = MSTP_FALSE;
         if (mstpBridgePortGet(running.bridge, unit) == nullptr) {
             CHECK(mstpPortSetApi(unit, MSTP_PORT_ADMINNONSTP, &on) == 0);
