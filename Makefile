@@ -4,7 +4,7 @@
 PRESET ?= release
 BENCH_FILTER ?= .
 
-.PHONY: all build demo package test bench format lint clean
+.PHONY: all build demo package test test-extra bench format lint clean
 
 all: build
 
@@ -26,6 +26,11 @@ package:
 	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
 	@cmake --build build/package -j2
 	@cd build/package && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p'
+
+# Kernel bridges in a virtual machine, the package in a clean root, frames before a packet decoder.
+test-extra:
+	@scripts/install-deps test extra package
+	@scripts/test-extra
 
 test:
 	@scripts/install-deps test
