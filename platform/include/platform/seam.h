@@ -55,11 +55,11 @@ uint32_t platformLinkGroups(uint32_t* list);
 /// One datagram of link messages in the platform's numbering, at most @p length bytes into
 /// @p buffer. Of a port it tells the operational state (new link, attribute 16, one byte: 2 down,
 /// 6 up), that its speed changed while it was up (attribute 52), and that it vanished or left the
-/// bridge (delete link); of the bridge that its address changed (attribute 48, the address) and that
-/// VLANs appeared on a port (attribute 40, two bytes: one VLAN of each group concerned). Nothing else
-/// of the kernel's messages comes through, since its numbers mean other things. When the kernel has
-/// lost messages, the present state of every port is told. A datagram that means nothing to the
-/// daemon comes as an empty message, not as 0.
+/// bridge (delete link); of the bridge that its address changed (attribute 48, the address) and
+/// that VLANs appeared on a port (attribute 40, two bytes: one VLAN of each group concerned).
+/// Nothing else of the kernel's messages comes through, since its numbers mean other things. When
+/// the kernel has lost messages, the present state of every port is told. A datagram that means
+/// nothing to the daemon comes as an empty message, not as 0.
 /// @return bytes, below 1 on failure with errno set
 int32_t platformLinkRecv(int32_t fd, void* buffer, uint32_t length);
 

@@ -205,7 +205,8 @@ class Notifications : public LinuxTest {
 TEST_F(Notifications, TellOfANewRoot) {
     const uint8_t root[8] = {0x80, 0x05, 0x02, 0x00, 0x00, 0x00, 0xAB, 0x01};
     EXPECT_EQ(sendStpNewRootTrap(5, root), 0);
-    EXPECT_EQ(logged(), "mstp: event=new-root bridge=sw1 instance=5 old-root=8005.02:00:00:00:ab:01\n");
+    EXPECT_EQ(logged(),
+              "mstp: event=new-root bridge=sw1 instance=5 old-root=8005.02:00:00:00:ab:01\n");
 }
 
 TEST_F(Notifications, TellOfANewRootPort) {
