@@ -81,7 +81,7 @@ std::string Lab::found(const ExpectFrame& expect) {
             const auto field = fields.find(name);
             const std::string actual = field != fields.end() ? field->second : "none";
             all = all && bpduFieldMatches(value, actual);
-            values += (values.empty() ? "" : ", ") + name + ": " + actual;
+            values.append(values.empty() ? "" : ", ").append(name).append(": ").append(actual);
         }
         count += all ? 1 : 0;
         last = all ? last : values;
