@@ -99,10 +99,12 @@ class Drawing {
               << "<title>" << escaped(m_scenario.name) << "</title>\n<style>" << STYLE
               << "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n";
         for (size_t i = 0; i < instances.size(); i++) {
+            const size_t rowNumber = i / columns;
+            const auto row = static_cast<double>(rowNumber);
             m_instance = instances[i];
             m_out << "<g id=\"instance-" << m_instance << "\" transform=\"translate("
                   << number(panelWidth * static_cast<double>(i % columns)) << " "
-                  << number(panelHeight * static_cast<double>(i / columns)) << ")\">\n"
+                  << number(panelHeight * row) << ")\">\n"
                   << "<rect class=\"panel\" x=\"4\" y=\"4\" width=\"" << number(panelWidth - 8)
                   << "\" height=\"" << number(panelHeight - 8) << "\" rx=\"8\"/>\n"
                   << "<text class=\"title\" x=\"20\" y=\"32\">" << instanceName(m_instance)
@@ -179,7 +181,8 @@ class Drawing {
                 const uint32_t a = nodeOf(link.ends[0]);
                 const uint32_t b = nodeOf(link.ends[1]);
                 const uint32_t nth = parallel[{std::min(a, b), std::max(a, b)}]++;
-                const double shift = nth % 2 == 0 ? nth / 2 * 12.0 : -(nth / 2 + 1.0) * 12.0;
+                const uint32_t pair = nth / 2;
+                const double shift = nth % 2 == 0 ? pair * 12.0 : -(pair + 1.0) * 12.0;
                 wire(l, a, b, a < b ? shift : -shift, &link.ends[0], &link.ends[1]);
             } else {
                 for (const End& end : link.ends) {
