@@ -128,6 +128,11 @@ int32_t stgShrProtocolAdd(uint32_t* stgId, uint32_t kind) {
     if (kind != KEL_KIND_CUSTOMER && kind != KEL_KIND_PROVIDER) {
         return -1;
     }
+    Group* held = findGroup(*stgId);
+    if (held != nullptr) {
+        held->kind = kind;
+        return 0;
+    }
     for (uint32_t i = 0; i < platform::GROUP_MAX; i++) {
         if (gGroups[i].kind == 0) {
             gGroups[i] = {};

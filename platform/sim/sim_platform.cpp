@@ -321,7 +321,9 @@ int32_t stgShrProtocolAdd(uint32_t* stgId, uint32_t kind) {
     if (result != 0) {
         return result;
     }
-    *stgId = here().nextGroup++;
+    if (*stgId == 0 || !here().groups.contains(*stgId)) {
+        *stgId = here().nextGroup++;
+    }
     here().groups[*stgId].kind = kind;
     return 0;
 }

@@ -95,6 +95,14 @@ TEST_F(HardwareGroup, OnlyTheGroupNumberTellsWhetherThereIsAGroup) {
     EXPECT_EQ(groupVlans(9), "1-4094");
 }
 
+TEST_F(HardwareGroup, InstanceThatIsStartedAgainKeepsItsGroup) {
+    tMstpXst* cist = addCist();
+    const uint32_t before = cist->stgId;
+    EXPECT_EQ(mstpStgAdd(cist), 0);
+    EXPECT_EQ(cist->stgId, before);
+    EXPECT_THAT(bridge.sw.groups, SizeIs(1));
+}
+
 TEST_F(HardwareGroup, CistTakesEveryVlanThatNoOtherInstanceHas) {
     add(1, {10, 11});
     add(7, {4094});

@@ -15,7 +15,9 @@ enum : uint32_t {
 };
 
 /// Allocates a group of @p kind (KEL_KIND_CUSTOMER or KEL_KIND_PROVIDER) and writes its number,
-/// never 0, to @p stgId, which is untouched on failure.
+/// never 0, to @p stgId, which is untouched on failure. If @p stgId holds the number of a group
+/// already, that group stays, of @p kind from now on: an instance that is started again keeps its
+/// own.
 int32_t stgShrProtocolAdd(uint32_t* stgId, uint32_t kind);
 
 /// Releases a group.

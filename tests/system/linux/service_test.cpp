@@ -69,10 +69,18 @@ TEST_F(Groups, OfUnknownKindAreRefused) {
     EXPECT_EQ(other, 77U);
 }
 
+TEST_F(Groups, AreKeptByWhoAsksForHisAgain) {
+    uint32_t again = m_group;
+    EXPECT_EQ(stgShrProtocolAdd(&again, KEL_KIND_PROVIDER), 0);
+    EXPECT_EQ(again, m_group);
+    EXPECT_EQ(stgShrProtocolDel(again), 0);
+    EXPECT_NE(stgShrProtocolDel(again), 0) << "the group was there twice";
+    ASSERT_EQ(stgShrProtocolAdd(&m_group, KEL_KIND_CUSTOMER), 0);
+}
+
 TEST_F(Groups, AreEnoughForEveryInstance) {
     std::vector<uint32_t> groups;
-    uint32_t group = 0;
-    while (stgShrProtocolAdd(&group, KEL_KIND_CUSTOMER) == 0) {
+    for (uint32_t group = 0; stgShrProtocolAdd(&group, KEL_KIND_CUSTOMER) == 0; group = 0) {
         groups.push_back(group);
     }
     EXPECT_GE(groups.size(), 255U - 1);
