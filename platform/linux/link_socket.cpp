@@ -6,6 +6,10 @@
 // then which port's news was lost. So whatever is still queued, being older than what was lost, is
 // thrown away, the bridge is read anew, and the present state of every known interface is asked for
 // and reported. News that come in meanwhile wait in the socket and are reported afterwards.
+//
+// A kernel that is short of memory may refuse to answer. It is asked again after a pause, about all
+// ports, since being told twice harms none; till then news are told as ever. The loop wakes at
+// least once a second, so that nothing need end its wait.
 
 #include "link_socket.h"
 
@@ -21,6 +25,7 @@
 #include "link_translate.h"
 #include "netlink.h"
 #include "platform/seam.h"
+#include "platform/timer.h"
 #include "port_table.h"
 
 namespace {
@@ -32,14 +37,27 @@ using platform::PortEntry;
 constexpr uint32_t kDatagramSize = 65536;
 constexpr uint32_t kDrainMax = 65536; // datagrams
 constexpr int kReceiveBuffer = 4 * 1024 * 1024;
+constexpr uint64_t kPause = 100'000; // microseconds
 
 alignas(8) uint8_t gDatagram[kDatagramSize];
 Bytes gRest;          // of gDatagram, not yet translated
 uint32_t gNextNumber; // port number to report next after a loss, 0 when nothing was lost
+bool gUnanswered;     // the kernel did not tell of some port before that number
+uint64_t gReportAt;   // not before, in microseconds of platformClock()
 int32_t gLinkSocket = -1;
 
+void startReport(uint64_t at) {
+    gNextNumber = 1;
+    gUnanswered = false;
+    gReportAt = at;
+}
+
+bool reportIsDue() {
+    return gNextNumber != 0 && (gReportAt == 0 || platformClock() >= gReportAt);
+}
+
 bool pending() {
-    return gRest.length != 0 || gNextNumber != 0 || platform::bridgeNewsWait();
+    return gRest.length != 0 || reportIsDue() || platform::bridgeNewsWait();
 }
 
 // A socket that is seen for the first time gets room for a burst of events on many ports.
@@ -66,7 +84,7 @@ void startOver(int32_t fd) {
         }
     }
     gRest = {};
-    gNextNumber = 1;
+    startReport(0);
     platform::kernelBridge()->rereadWanted = true;
 }
 
@@ -110,42 +128,59 @@ void translateRest(LinkOutput* output) {
     gRest = {};
 }
 
-// @return false when the report did not fit, or the kernel could not answer now
-bool reportPort(PortEntry* port, LinkOutput* output) {
-    if (port->left && platform::portAttached(port) && !platform::putGone(output, port->ifindex)) {
-        return false;
-    }
+enum class Report { DONE, NO_ROOM, UNANSWERED };
+
+Report reportOf(bool fits) {
+    return fits ? Report::DONE : Report::NO_ROOM;
+}
+
+Report reportGone(const PortEntry* port, LinkOutput* output) {
+    return reportOf(!platform::portAttached(port) || platform::putGone(output, port->ifindex));
+}
+
+Report reportPort(PortEntry* port, LinkOutput* output) {
     if (port->left) {
-        port->left = false;
-        return true;
+        const Report report = reportGone(port, output);
+        port->left = report != Report::DONE;
+        return report;
     }
     platform::LinkInfo link;
     const int32_t error = platform::queryLink(port->ifindex, &link);
     if (error == ENODEV) {
-        if (platform::portAttached(port) && !platform::putGone(output, port->ifindex)) {
-            return false;
+        const Report report = reportGone(port, output);
+        if (report == Report::DONE) {
+            platform::portVanished(port);
         }
-        platform::portVanished(port);
-        return true;
+        return report;
     }
     if (error != 0) {
-        return false;
+        return Report::UNANSWERED;
     }
-    return !platform::portAttached(port) ||
-           platform::putOperState(output, port->ifindex, platform::linkIsUp(link));
+    return reportOf(!platform::portAttached(port) ||
+                    platform::putOperState(output, port->ifindex, platform::linkIsUp(link)));
 }
 
 void reportPorts(LinkOutput* output) {
     if (platform::kernelBridge()->rereadWanted && platform::rereadBridge() != 0) {
+        gReportAt = platformClock() + kPause;
         return;
     }
     for (; gNextNumber <= platform::PORT_NUMBER_MAX; gNextNumber++) {
         PortEntry* port = platform::portOfNumber(gNextNumber);
-        if (port != nullptr && !port->vanished && !reportPort(port, output)) {
+        if (port == nullptr || port->vanished) {
+            continue;
+        }
+        const Report report = reportPort(port, output);
+        if (report == Report::NO_ROOM) {
             return;
         }
+        gUnanswered = gUnanswered || report == Report::UNANSWERED;
     }
-    gNextNumber = 0;
+    if (gUnanswered) {
+        startReport(platformClock() + kPause);
+    } else {
+        gNextNumber = 0;
+    }
 }
 
 bool groupExists(int fd, uint32_t group) {
@@ -161,7 +196,7 @@ int32_t linkSocketPending() {
 }
 
 void reportAllPorts() {
-    gNextNumber = 1;
+    startReport(0);
 }
 
 } // namespace platform
@@ -195,7 +230,7 @@ int32_t platformLinkRecv(int32_t fd, void* buffer, uint32_t length) {
         return -1;
     }
     LinkOutput output = {static_cast<uint8_t*>(buffer), length, 0, false};
-    if (gNextNumber != 0) {
+    if (reportIsDue()) {
         reportPorts(&output);
     } else {
         translateRest(&output);

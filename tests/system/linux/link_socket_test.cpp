@@ -14,6 +14,7 @@
 
 #include "linux_test.h"
 #include "netlink.h"
+#include "netlink_request.h"
 #include "platform/seam.h"
 
 namespace {
@@ -282,6 +283,68 @@ TEST_F(LinkSocket, EventsAfterALossAreToldAsEver) {
     ip("link set wirep down");
     EXPECT_EQ(stateOnceTold(unit, kDown), kDown);
 }
+
+// A kernel that answers no question about a single interface.
+uint32_t gRefusals;
+
+int32_t refuseSingleQuestions(const Bytes& request, platform::MessageVisitor /*visit*/,
+                              void* /*context*/) {
+    if ((platform::messageHeader(request).nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP) {
+        return 0;
+    }
+    gRefusals++;
+    return ENOBUFS;
+}
+
+int32_t refuseAll(const Bytes& /*request*/, platform::MessageVisitor /*visit*/, void* /*context*/) {
+    gRefusals++;
+    return ENOBUFS;
+}
+
+class LinkSocketUnanswered : public LinkSocket,
+                             public testing::WithParamInterface<platform::NetlinkPeer> {
+  protected:
+    void TearDown() override {
+        platform::setNetlinkPeer(nullptr);
+        LinkSocket::TearDown();
+    }
+
+    // What the loop is made to serve while the kernel refuses, @p turns at most.
+    int serve(int turns) {
+        gRefusals = 0;
+        platform::setNetlinkPeer(GetParam());
+        int served = 0;
+        while (served < turns && readable()) {
+            receive();
+            served++;
+        }
+        platform::setNetlinkPeer(nullptr);
+        return served;
+    }
+};
+
+TEST_P(LinkSocketUnanswered, ReportIsNotAskedForWithoutAPause) {
+    attach(addWire("wire"));
+    receiveAll();
+    overflow();
+    EXPECT_LT(serve(1000), 1000);
+    EXPECT_GT(gRefusals, 0U);
+}
+
+TEST_P(LinkSocketUnanswered, ReportComesOnceTheKernelAnswers) {
+    const uint32_t unit = addWire("wire");
+    attach(unit);
+    receiveAll();
+    overflow();
+    serve(10);
+    EXPECT_EQ(stateOnceTold(unit, kUp), kUp);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, LinkSocketUnanswered,
+                         testing::Values(refuseSingleQuestions, refuseAll),
+                         [](const auto& kernel) {
+                             return kernel.param == refuseAll ? "Silent" : "ShortOfMemory";
+                         });
 
 TEST_F(LinkSocket, LongReportIsContinuedAndKeepsTheSocketReadable) {
     const uint32_t one = addWire("one");

@@ -11,6 +11,8 @@
 #include <cstring>
 
 #include "linux_test.h"
+#include "platform/seam.h"
+#include "port_table.h"
 
 namespace {
 
@@ -126,9 +128,9 @@ class LinkTranslation : public LinuxTest {
             Bytes value;
             while (platform::nextAttribute(&attributes, &type, &value)) {
                 EXPECT_EQ(one.attribute, -1) << "two attributes";
-                EXPECT_EQ(value.length, 1U);
+                EXPECT_EQ(value.length, type == PLATFORM_LINK_PORT_CHANGED ? 0U : 1U);
                 one.attribute = type;
-                one.value = value.data[0];
+                one.value = value.length != 0 ? value.data[0] : 0;
             }
             list.push_back(one);
         }
@@ -169,6 +171,46 @@ TEST_F(LinkTranslation, UnknownStateIsUpOnlyWhileTheInterfaceRuns) {
 
 TEST_F(LinkTranslation, InterfaceThatIsSetDownIsDown) {
     EXPECT_THAT(translate(newLink(kUp, 0)), testing::ElementsAre(stateTold(m_port, 2)));
+}
+
+class LinkTranslationOfSpeed : public LinkTranslation {
+  protected:
+    void SetUp() override {
+        LinkTranslation::SetUp();
+        m_port = addWire("wire"); // at a speed that its driver tells
+        attach(m_port);
+        uint32_t value = 0;
+        ASSERT_EQ(kelIfGetApi(m_port, KEL_IF_OPER_STATUS, &value), 0);
+        ASSERT_EQ(kelIfGetApi(m_port, KEL_IF_SPEED, &value), 0);
+    }
+
+    // As if the daemon had read the speed before it changed.
+    void changeSpeed() const { platform::findPort(m_port)->speed /= 10; }
+};
+
+TEST_F(LinkTranslationOfSpeed, PortWhoseSpeedChangesWhileItIsUpIsToBeInitialisedAnew) {
+    changeSpeed();
+    EXPECT_THAT(translate(newLink(kUp)),
+                testing::ElementsAre(Told{RTM_NEWLINK, m_port, 0, PLATFORM_LINK_PORT_CHANGED, 0}));
+}
+
+TEST_F(LinkTranslationOfSpeed, ChangeIsToldUntilTheDaemonHasReadTheSpeed) {
+    changeSpeed();
+    translate(newLink(kUp));
+    uint32_t speed = 0;
+    ASSERT_EQ(kelIfGetApi(m_port, KEL_IF_SPEED, &speed), 0);
+    EXPECT_THAT(translate(newLink(kUp)), testing::ElementsAre(stateTold(m_port, 6)));
+}
+
+TEST_F(LinkTranslationOfSpeed, PortThatComesUpAtAnotherSpeedIsToldAsUp) {
+    changeSpeed();
+    platform::findPort(m_port)->up = false;
+    EXPECT_THAT(translate(newLink(kUp)), testing::ElementsAre(stateTold(m_port, 6)));
+}
+
+TEST_F(LinkTranslationOfSpeed, PortThatGoesDownIsToldAsDownWhateverItsSpeed) {
+    changeSpeed();
+    EXPECT_THAT(translate(newLink(kLowerLayerDown)), testing::ElementsAre(stateTold(m_port, 2)));
 }
 
 TEST_F(LinkTranslation, MessageWithoutStateTellsNothing) {
