@@ -8,6 +8,9 @@
 //
 // A stock kernel gives no packet information, so it is made here. The frame begins with its
 // Ethernet header, so the BPDU's offset is a constant.
+//
+// Frames are not handed on in the order in which they come, but port by port in turn: see
+// packet_queue.cpp. While some wait, the loop's wait reports the socket as readable.
 
 #include <linux/filter.h>
 #include <linux/if_ether.h>
@@ -19,12 +22,21 @@
 #include <cstring>
 
 #include "membership.h"
+#include "packet_queue.h"
+#include "packet_socket.h"
 #include "platform/seam.h"
+#include "port_table.h"
 
 namespace {
 
+using platform::QueuedFrame;
+
 constexpr uint32_t kLengthMax = 1500;
 constexpr uint8_t kDataOffset = 17; // addresses, length, LLC header
+constexpr uint32_t kReadsMax = 256; // frames in a turn
+constexpr int kReceiveBuffer = 4 * 1024 * 1024;
+
+int32_t gPacketSocket = -1;
 
 // Jumps count the instructions that they skip. Every mismatch goes to the last one, which drops.
 bool attachFilter(int32_t fd) {
@@ -58,6 +70,14 @@ bool setOption(int32_t fd, int option, int value) {
     return setsockopt(fd, SOL_PACKET, option, &value, sizeof value) == 0;
 }
 
+// Room for what arrives while the daemon is busy with one frame. Without the right to it the
+// kernel's limit has to do.
+void enlargeBuffer(int32_t fd) {
+    if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) != 0) {
+        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+    }
+}
+
 bool bindToLlc(int32_t fd) {
     sockaddr_ll address = {};
     address.sll_family = AF_PACKET;
@@ -77,9 +97,9 @@ bool carriedVlanTag(msghdr* message) {
     return false;
 }
 
-// Replaces the control data, which have room for @p room bytes.
-bool writePacketInfo(msghdr* message, size_t room, const sockaddr_ll& source) {
-    if (room < CMSG_SPACE(sizeof(packet_rxpktinfo))) {
+// Writes the control data, if there is room for them.
+bool writePacketInfo(msghdr* message, const sockaddr_ll& source) {
+    if (message->msg_controllen < CMSG_SPACE(sizeof(packet_rxpktinfo))) {
         return false;
     }
     packet_rxpktinfo info = {};
@@ -95,6 +115,60 @@ bool writePacketInfo(msghdr* message, size_t room, const sockaddr_ll& source) {
     return true;
 }
 
+bool isWanted(const QueuedFrame& frame) {
+    return platform::wantsBpdu(static_cast<uint32_t>(frame.source.sll_ifindex), frame.data);
+}
+
+// @return 0, also when the frame is nobody's, or an errno value
+int32_t readFrame(int32_t fd, QueuedFrame* frame) {
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(tpacket_auxdata))];
+    iovec vector = {frame->data, sizeof frame->data};
+    msghdr message = {};
+    message.msg_name = &frame->source;
+    message.msg_namelen = sizeof frame->source;
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t length = recvmsg(fd, &message, MSG_DONTWAIT);
+    if (length < 0) {
+        return errno;
+    }
+    const bool whole = length >= kDataOffset && (message.msg_flags & MSG_TRUNC) == 0;
+    if (!whole || frame->source.sll_pkttype != PACKET_MULTICAST || carriedVlanTag(&message) ||
+        !isWanted(*frame)) {
+        return 0;
+    }
+    frame->length = static_cast<uint16_t>(length);
+    const auto ifindex = static_cast<uint32_t>(frame->source.sll_ifindex);
+    platform::keepFrame(platform::portNumber(platform::findPort(ifindex)));
+    return 0;
+}
+
+// All that has arrived, but for what a flood adds meanwhile. @return why it ended
+int32_t readFrames(int32_t fd) {
+    for (uint32_t i = 0; i < kReadsMax; i++) {
+        QueuedFrame* frame = platform::freeFrame();
+        const int32_t error = frame != nullptr ? readFrame(fd, frame) : EAGAIN;
+        if (error != 0) {
+            return error;
+        }
+    }
+    return EAGAIN;
+}
+
+// @return false if it does not fit, or its port is none any more
+bool handOver(const QueuedFrame& frame, msghdr* message) {
+    if (frame.length > message->msg_iov[0].iov_len || !isWanted(frame)) {
+        return false;
+    }
+    memcpy(message->msg_iov[0].iov_base, frame.data, frame.length);
+    memcpy(message->msg_name, &frame.source, sizeof frame.source);
+    message->msg_namelen = sizeof frame.source;
+    message->msg_flags = 0;
+    return writePacketInfo(message, frame.source);
+}
+
 } // namespace
 
 int32_t platformPktSocketSetup(int32_t fd) {
@@ -104,29 +178,32 @@ int32_t platformPktSocketSetup(int32_t fd) {
     if (!attachFilter(fd) || !setOption(fd, PACKET_AUXDATA, 1) || !bindToLlc(fd)) {
         return -1;
     }
+    enlargeBuffer(fd);
+    platform::clearFrames();
+    gPacketSocket = fd;
     platform::setPacketSocket(fd);
     return 0;
 }
 
 int32_t platformPktRecv(int32_t fd, msghdr* message) {
-    const size_t room = message->msg_controllen;
     if (message->msg_namelen < sizeof(sockaddr_ll) || message->msg_iovlen < 1 ||
         message->msg_iov[0].iov_len < kDataOffset) {
         errno = EINVAL;
         return -1;
     }
-    const ssize_t length = recvmsg(fd, message, MSG_DONTWAIT);
-    if (length < 0) {
+    const int32_t error = readFrames(fd);
+    const QueuedFrame* frame = platform::takeFrame();
+    if (frame == nullptr) {
+        errno = error;
         return -1;
     }
-    sockaddr_ll source;
-    memcpy(&source, message->msg_name, sizeof source);
-    const auto* destination = static_cast<const uint8_t*>(message->msg_iov[0].iov_base);
-    const bool whole = length >= kDataOffset && (message->msg_flags & MSG_TRUNC) == 0;
-    if (!whole || source.sll_pkttype != PACKET_MULTICAST || carriedVlanTag(message) ||
-        !platform::wantsBpdu(static_cast<uint32_t>(source.sll_ifindex), destination) ||
-        !writePacketInfo(message, room, source)) {
-        return 0;
-    }
-    return static_cast<int32_t>(length);
+    return handOver(*frame, message) ? frame->length : 0;
 }
+
+namespace platform {
+
+int32_t packetSocketPending() {
+    return framesWait() ? gPacketSocket : -1;
+}
+
+} // namespace platform

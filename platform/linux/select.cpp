@@ -1,11 +1,12 @@
-// The loop's wait is select, with two additions: while translated link messages are still to be
-// fetched, the link socket counts as readable and nothing is waited for; and signals that the core
-// asked for are served here, on the way out of the wait.
+// The loop's wait is select, with two additions: while frames or translated link messages are still
+// to be fetched, their socket counts as readable and nothing is waited for; and signals that the
+// core asked for are served here, on the way out of the wait.
 
 #include <algorithm>
 
 #include "kernel_bridge.h"
 #include "link_socket.h"
+#include "packet_socket.h"
 #include "platform/seam.h"
 #include "service_manager.h"
 #include "signals.h"
@@ -47,20 +48,29 @@ int32_t selectNow(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* excep
     return ready >= 0 ? ready : forget(readfds, writefds, exceptfds);
 }
 
+// True if the caller waits for @p fd to become readable; -1 is none.
+bool isAskedFor(int32_t fd, int32_t nfds, const fd_set* readfds) {
+    return fd >= 0 && fd < nfds && readfds != nullptr && FD_ISSET(fd, readfds);
+}
+
 } // namespace
 
 int32_t platformSelect(int32_t nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        timeval* timeout) {
     platform::serviceAlive();
     platform::serveBridge();
-    const int32_t pending = platform::linkSocketPending();
-    if (pending < 0 || pending >= nfds || readfds == nullptr || !FD_ISSET(pending, readfds)) {
+    const int32_t pending[] = {platform::packetSocketPending(), platform::linkSocketPending()};
+    const bool asked[] = {isAskedFor(pending[0], nfds, readfds),
+                          isAskedFor(pending[1], nfds, readfds)};
+    if (!asked[0] && !asked[1]) {
         return selectServingSignals(nfds, readfds, writefds, exceptfds, timeout);
     }
-    const int32_t ready = selectNow(nfds, readfds, writefds, exceptfds);
-    if (FD_ISSET(pending, readfds)) {
-        return ready;
+    int32_t ready = selectNow(nfds, readfds, writefds, exceptfds);
+    for (uint32_t i = 0; i < 2; i++) {
+        if (asked[i] && !FD_ISSET(pending[i], readfds)) {
+            FD_SET(pending[i], readfds);
+            ready++;
+        }
     }
-    FD_SET(pending, readfds);
-    return ready + 1;
+    return ready;
 }
