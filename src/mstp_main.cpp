@@ -120,11 +120,12 @@ static void takeSignals() {
     }
 }
 
-// As if management had asked for it. Before its first initialisation a bridge would only have to
-// drop the port again.
+// As if management had asked for it. Before its first initialisation, and before a fast map that is
+// pending, a bridge would only have to drop the port again.
 static int32_t takeJoinedPort(uint32_t unit) {
     tMstpBridge* bridge = mstpBridgeGet(1);
-    if (bridge == nullptr || bridge->inited == 0 || mstpXstGet(bridge, 0) == nullptr) {
+    if (bridge == nullptr || bridge->inited == 0 || bridge->isFastMapVlan == 1 ||
+        mstpXstGet(bridge, 0) == nullptr) {
         return PLATFORM_PORT_LATER;
     }
     uint32_t nonStp = MSTP_FALSE;

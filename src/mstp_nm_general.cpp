@@ -18,6 +18,7 @@
 #include "mstp_state_machine_procedures.h"
 #include "mstp_xst.h"
 #include "platform/hardware.h"
+#include "platform/joined_ports.h"
 
 using Row = tNmRow<tMstpBridge>;
 
@@ -195,9 +196,13 @@ static int32_t setFastXsts(tMstpBridge* bridge, octetstring* value) {
     return NM_OK;
 }
 
-// The map itself is made by the main loop; whatever else was pending there is dropped.
+// The map itself is made by the main loop; whatever else was pending there is dropped. Ports that
+// others gave to the bridge come back by themselves when it is made.
 static int32_t enableFastMap(tMstpBridge* bridge, uint32_t /*value*/) {
     for (tMstpPort* port : portsOf(bridge)) {
+        if (platformOfferPortAgain != nullptr) {
+            platformOfferPortAgain(port->unit);
+        }
         mstpBridgePortRemove(port);
     }
     bridge->isFastMapVlan = 1;

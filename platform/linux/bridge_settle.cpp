@@ -551,6 +551,7 @@ void announceJoined() {
         BridgePort* port = &bridge->ports[i];
         if (port->unannounced) {
             port->unannounced = gPortJoined(port->ifindex) == PLATFORM_PORT_LATER;
+            port->returns = port->returns && port->unannounced;
             bridge->unannounced = bridge->unannounced || port->unannounced;
         }
     }
@@ -612,4 +613,13 @@ void serveBridge() {
 
 void platformOnPortJoined(int32_t (*callBack)(uint32_t unit)) {
     gPortJoined = callBack;
+}
+
+void platformOfferPortAgain(uint32_t unit) {
+    BridgePort* port = platform::findBridgePort(unit);
+    if (port != nullptr) {
+        port->returns = true;
+        port->unannounced = true;
+        kernelBridge()->unannounced = true;
+    }
 }

@@ -174,6 +174,7 @@ void bridgePortAttached(uint32_t ifindex) {
     BridgePort* port = findBridgePort(ifindex);
     if (port != nullptr) {
         forgetGroupPort(port->number);
+        port->returns = false;
         port->untold = Untold::BLOCK;
         unsettlePort(port);
     }
@@ -182,7 +183,11 @@ void bridgePortAttached(uint32_t ifindex) {
 void bridgePortReleased(uint32_t ifindex) {
     BridgePort* port = findBridgePort(ifindex);
     const PortEntry* entry = findPort(ifindex);
-    if (port != nullptr) {
+    if (port != nullptr && port->returns) {
+        forgetGroupPort(port->number);
+        port->untold = Untold::BLOCK;
+        unsettlePort(port);
+    } else if (port != nullptr) {
         port->untold = Untold::FORWARD;
         unsettlePort(port);
     } else if (entry != nullptr) {

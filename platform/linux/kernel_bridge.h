@@ -41,6 +41,7 @@ struct BridgePort {
     Untold untold;
     bool seen;        ///< in the present reading of the bridge
     bool unannounced; ///< whoever wants to know of ports that join has yet to take it
+    bool returns;     ///< the daemon lets go of it to take it anew
     bool unsettled;   ///< something is fresh or stale
     bool written;     ///< the kernel has taken the state of the port itself
     bool complained;

@@ -140,6 +140,10 @@ void platformOnPortJoined(int32_t (*callBack)(uint32_t unit)) {
     here().portJoined = callBack;
 }
 
+void platformOfferPortAgain(uint32_t unit) {
+    here().offeredAgain.push_back(unit);
+}
+
 // ---- interfaces
 // ----------------------------------------------------------------------------------
 

@@ -53,6 +53,7 @@ struct Switch {
     uint32_t unitRole = 1;
     bool peerUnit = false;
     int32_t (*portJoined)(uint32_t unit) = nullptr; ///< to be told of ports that join
+    std::vector<uint32_t> offeredAgain;             ///< ports that the daemon wants back
     std::map<std::string, int32_t> results;         ///< result of a call by name; absent = success
 
     bool recordCalls = true;

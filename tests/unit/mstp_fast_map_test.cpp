@@ -96,6 +96,11 @@ TEST_F(FastMap, TakesThePortsBeforeTheLoopMakesIt) {
     EXPECT_FALSE(bridge.sw.interfaces[4].attached);
 }
 
+TEST_F(FastMap, WantsThePortsBackThatOthersGaveToTheBridge) {
+    ask();
+    EXPECT_THAT(bridge.sw.offeredAgain, ElementsAre(3U, 4U));
+}
+
 TEST_F(FastMap, LeavesTheInstancesToTheLoop) {
     ask();
     EXPECT_EQ(vlansOf(OLD_MSTI), "2");

@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "mstp_bridge.h"
+#include "mstp_nm.h"
 #include "mstp_show.h"
 #include "platform/joined_ports.h"
 #include "test_bridge.h"
@@ -393,6 +394,20 @@ TEST_F(CommandLine, APortThatJoinsABridgeThatIsNotRunningYetIsAskedToComeLater) 
     TestBridge bridge;
     EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_LATER);
     EXPECT_EQ(bridge.port(7), nullptr);
+}
+
+TEST_F(CommandLine, APortThatJoinsDuringAFastMapIsAskedToComeLaterAndThenTaken) {
+    start({"mstp-daemon", "sw1", "0", "0", "0", "0", "0", "0"});
+    TestBridge bridge;
+    mstpBridgeInit(bridge.bridge);
+    bridge.sw.add(7);
+    uint32_t value = 1;
+    bridge.bridge->fastXsts[0] = 0xC0; // instances 0 and 1
+    ASSERT_EQ(mstpGeneralSetApi(0, MSTP_GEN_FASTMAPENABLE, &value), 0);
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_LATER);
+    bridge.advance(2);
+    EXPECT_EQ(sw.portJoined(7), PLATFORM_PORT_TAKEN);
+    EXPECT_NE(bridge.xstPort(1, 7), nullptr);
 }
 
 TEST_F(CommandLine, APortThatJoinsABridgeWithoutCommonTreeIsAskedToComeLater) {

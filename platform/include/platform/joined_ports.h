@@ -18,3 +18,8 @@ enum : int32_t {
 /// The call comes from within platformSelect, like a timer's call-back from its check. Called by
 /// mstpStart. A platform on which management alone says what is a port leaves the function out.
 void platformOnPortJoined(int32_t (*callBack)(uint32_t unit)) __attribute__((weak));
+
+/// The daemon is about to let go of the port on interface @p unit in order to take it anew: it is
+/// offered once more, as if it had joined, and discards until it is taken. An interface that nobody
+/// else gave to the bridge is left alone. Left out like platformOnPortJoined.
+void platformOfferPortAgain(uint32_t unit) __attribute__((weak));

@@ -11,6 +11,7 @@
 #include "link_translate.h"
 #include "linux_test.h"
 #include "membership.h"
+#include "platform/joined_ports.h"
 #include "platform/octets.h"
 #include "platform/seam.h"
 #include "platform/stg.h"
@@ -252,6 +253,75 @@ TEST_F(BridgeSettle, LastingRefusalIsToldOnce) {
         testing::internal::GetCapturedStderr(),
         "mstp: bridge fake: port wa does not take its state: spanning tree is not left to user "
         "space\n");
+}
+
+std::vector<uint32_t> gOffered;
+
+int32_t takeOffer(uint32_t unit) {
+    gOffered.push_back(unit);
+    return PLATFORM_PORT_TAKEN;
+}
+
+class BridgeSettleOffers : public BridgeSettle {
+  protected:
+    void SetUp() override {
+        BridgeSettle::SetUp();
+        m_unit = addPort("wa");
+        platformOnPortJoined(takeOffer);
+        platform::kernelBridge()->rereadWanted = true;
+        platform::serveBridge();
+        attach(m_unit);
+        set(m_cist, m_unit, STG_PORT_FORWARDING);
+        platform::serveBridge();
+        gOffered.clear();
+        m_fake.told.clear();
+    }
+
+    void TearDown() override {
+        platformOnPortJoined(nullptr);
+        BridgeSettle::TearDown();
+    }
+
+    uint32_t m_unit = 0;
+};
+
+TEST_F(BridgeSettleOffers, PortThatTheDaemonLetsGoOfToTakeItAnewIsOfferedAgain) {
+    platformOfferPortAgain(m_unit);
+    detach(m_unit);
+    platform::serveBridge();
+    platform::serveBridge();
+    EXPECT_THAT(gOffered, ElementsAre(m_unit));
+}
+
+TEST_F(BridgeSettleOffers, PortThatIsToComeBackDiscardsUntilThen) {
+    platformOfferPortAgain(m_unit);
+    detach(m_unit);
+    platform::settleBridge();
+    EXPECT_THAT(m_fake.told, ElementsAre("port " + text(m_unit) + " 4"));
+}
+
+TEST_F(BridgeSettleOffers, PortThatTheDaemonLetsGoOfForGoodStaysOut) {
+    detach(m_unit);
+    platform::serveBridge();
+    EXPECT_THAT(gOffered, IsEmpty());
+}
+
+TEST_F(BridgeSettleOffers, PortThatCameBackIsNotKeptWhenTheDaemonLetsGoOfItForGood) {
+    platformOfferPortAgain(m_unit);
+    detach(m_unit);
+    platform::serveBridge();
+    attach(m_unit);
+    platform::serveBridge();
+    m_fake.told.clear();
+    detach(m_unit);
+    platform::serveBridge();
+    EXPECT_THAT(m_fake.told, ElementsAre("port " + text(m_unit) + " 3"));
+}
+
+TEST_F(BridgeSettleOffers, InterfaceOutsideTheBridgeIsNotOffered) {
+    platformOfferPortAgain(addWire("wb"));
+    platform::serveBridge();
+    EXPECT_THAT(gOffered, IsEmpty());
 }
 
 TEST_F(BridgeSettle, ReadingThatFailsIsTriedAgain) {
