@@ -7,12 +7,13 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "bridge_vlans.h"
+#include "kept_vlans.h"
 #include "kernel_bridge.h"
 #include "link_socket.h"
-#include "netlink_request.h"
 #include "port_table.h"
 #include "process.h"
 
@@ -23,7 +24,6 @@ using platform::Bytes;
 using platform::KernelBridge;
 using platform::kernelBridge;
 using platform::LinkInfo;
-using platform::NetlinkRequest;
 using platform::Untold;
 
 struct Found {
@@ -93,18 +93,6 @@ void takeVlans(const Bytes& message, void* /*context*/) {
     }
 }
 
-int32_t dumpVlans(uint32_t ifindex, uint32_t flags) {
-    br_vlan_msg body = {};
-    body.family = AF_BRIDGE;
-    body.ifindex = ifindex;
-    NetlinkRequest request;
-    platform::requestBegin(&request, RTM_GETVLAN, NLM_F_DUMP, &body, sizeof body);
-    if (flags != 0) {
-        platform::requestPutValue(&request, BRIDGE_VLANDB_DUMP_FLAGS, flags);
-    }
-    return platform::netlinkRequest(&request, takeVlans, nullptr);
-}
-
 // A kernel that cannot tell of VLANs has no instances either.
 bool isUnknown(int32_t error) {
     return error == EOPNOTSUPP || error == EINVAL;
@@ -118,9 +106,10 @@ int32_t readVlansOfAll() {
     memset(bridge->ownVlans, 0, sizeof bridge->ownVlans);
     memset(bridge->holders, 0, sizeof bridge->holders);
     memset(bridge->instance, 0, sizeof bridge->instance);
-    int32_t error = dumpVlans(0, 0);
+    int32_t error = platform::dumpVlans(0, 0, takeVlans, nullptr);
     if (error == 0 && bridge->mst) {
-        error = dumpVlans(bridge->ifindex, BRIDGE_VLANDB_DUMPF_GLOBAL);
+        error =
+            platform::dumpVlans(bridge->ifindex, BRIDGE_VLANDB_DUMPF_GLOBAL, takeVlans, nullptr);
     }
     return isUnknown(error) ? 0 : error;
 }
@@ -140,7 +129,7 @@ void dropAll() {
 namespace platform {
 
 int32_t readPortVlans(BridgePort* port) {
-    const int32_t error = dumpVlans(port->ifindex, 0);
+    const int32_t error = dumpVlans(port->ifindex, 0, takeVlans, nullptr);
     return isUnknown(error) ? 0 : error;
 }
 
@@ -163,6 +152,10 @@ int32_t rereadBridge() {
     }
     noteBridge(found.link);
     error = readPorts(untold);
+    if (error == 0 && untold == Untold::KEEP && putBackVlansOfEarlierLife()) {
+        fprintf(stderr, "mstp: bridge %s: VLANs that an interrupted start took off are put back\n",
+                bridgeName());
+    }
     if (error == 0) {
         error = readVlansOfAll();
     }

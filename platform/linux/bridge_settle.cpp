@@ -44,6 +44,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "bridge_mode.h"
 #include "kernel_bridge.h"
 #include "netlink_request.h"
 #include "platform/interfaces.h"
@@ -73,10 +74,6 @@ uint8_t gHeld[platform::VLAN_LIST_SIZE]; // VLANs that are not to be moved now
 int32_t (*gPortJoined)(uint32_t unit);
 
 // ---- messages
-
-bool hasAny(const uint8_t* set, uint32_t size) {
-    return std::any_of(set, set + size, [](uint8_t byte) { return byte != 0; });
-}
 
 void beginLink(uint16_t type, uint8_t family, uint32_t ifindex) {
     ifinfomsg body = {};
@@ -116,90 +113,6 @@ void beginMappings() {
     body.family = AF_BRIDGE;
     body.ifindex = kernelBridge()->ifindex;
     platform::requestBegin(&gRequest, RTM_NEWVLAN, 0, &body, sizeof body);
-}
-
-// Writes settings of the bridge: each of the two as it is to be.
-int32_t writeBridge(bool filtering, bool mst) {
-    beginLink(RTM_NEWLINK, AF_UNSPEC, kernelBridge()->ifindex);
-    const uint32_t info = platform::requestNest(&gRequest, IFLA_LINKINFO);
-    platform::requestPut(&gRequest, IFLA_INFO_KIND, "bridge", sizeof "bridge");
-    const uint32_t data = platform::requestNest(&gRequest, IFLA_INFO_DATA);
-    if (filtering != kernelBridge()->vlanFiltering) {
-        platform::requestPutValue(&gRequest, IFLA_BR_VLAN_FILTERING,
-                                  static_cast<uint8_t>(filtering));
-    }
-    if (mst != kernelBridge()->mst) {
-        br_boolopt_multi option = {};
-        option.optmask = 1U << BR_BOOLOPT_MST_ENABLE;
-        option.optval = mst ? option.optmask : 0;
-        platform::requestPutValue(&gRequest, IFLA_BR_MULTI_BOOLOPT, option);
-    }
-    platform::requestEndNest(&gRequest, data);
-    platform::requestEndNest(&gRequest, info);
-    const int32_t error = platform::netlinkRequest(&gRequest, nullptr, nullptr);
-    if (error == 0) {
-        kernelBridge()->vlanFiltering = filtering;
-        kernelBridge()->mst = mst;
-    }
-    return error;
-}
-
-// ---- the bridge's mode
-
-bool portsHaveVlans() {
-    const KernelBridge* bridge = kernelBridge();
-    for (uint32_t i = 0; i < bridge->portsEnd; i++) {
-        if (hasAny(bridge->ports[i].vlans, sizeof bridge->ports[i].vlans)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void tellOneState(const char* reason) {
-    if (!kernelBridge()->oneStateTold) {
-        kernelBridge()->oneStateTold = true;
-        fprintf(stderr, "mstp: bridge %s: %s: all VLANs follow the CIST\n", platform::bridgeName(),
-                reason);
-    }
-}
-
-// With instances but without VLAN filtering the kernel heeds no state at all.
-void leaveBlindMode() {
-    if (writeBridge(false, false) == 0) {
-        return;
-    }
-    const bool filtering = writeBridge(true, true) == 0;
-    if (filtering || !kernelBridge()->oneStateTold) {
-        kernelBridge()->oneStateTold = true;
-        fprintf(stderr,
-                "mstp: bridge %s: without VLAN filtering its MST mode ignores port states%s\n",
-                platform::bridgeName(),
-                filtering ? ": VLAN filtering is on again" : ", and neither can be changed");
-    }
-}
-
-// The mode can be changed only while no port has VLANs, so it is as soon as possible.
-void chooseMode() {
-    KernelBridge* bridge = kernelBridge();
-    if (bridge->mst && !bridge->vlanFiltering) {
-        leaveBlindMode();
-    }
-    if (bridge->mst) {
-        return;
-    }
-    if (!bridge->vlanFiltering) {
-        tellOneState("VLAN filtering is off");
-        return;
-    }
-    if (!portsHaveVlans() && !bridge->mstRefused) {
-        bridge->mstRefused = writeBridge(true, true) != 0;
-    }
-    if (!bridge->mst) {
-        tellOneState(bridge->mstRefused
-                         ? "the kernel has no MST mode"
-                         : "MST mode is off and cannot be set while ports have VLANs");
-    }
 }
 
 // ---- which instance each VLAN belongs in
@@ -526,7 +439,7 @@ void endSettling(uint64_t now) {
 void settle(uint64_t now) {
     KernelBridge* bridge = kernelBridge();
     bridge->unsettled = false;
-    chooseMode();
+    platform::chooseMode();
     if (bridge->mst && bridge->mappingUnsettled) {
         bridge->mappingUnsettled = false;
         findHeld(now);

@@ -6,6 +6,7 @@
 
 #include <linux/if_bridge.h>
 #include <linux/rtnetlink.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstring>
@@ -132,6 +133,18 @@ void readVlans(const Bytes& message, bool member) {
     while (nextAttribute(&rest, &type, &value)) {
         takeEntry(type, value, port, member);
     }
+}
+
+int32_t dumpVlans(uint32_t ifindex, uint32_t flags, MessageVisitor visit, void* context) {
+    br_vlan_msg body = {};
+    body.family = AF_BRIDGE;
+    body.ifindex = ifindex;
+    NetlinkRequest request;
+    requestBegin(&request, RTM_GETVLAN, NLM_F_DUMP, &body, sizeof body);
+    if (flags != 0) {
+        requestPutValue(&request, BRIDGE_VLANDB_DUMP_FLAGS, flags);
+    }
+    return netlinkRequest(&request, visit, context);
 }
 
 } // namespace platform

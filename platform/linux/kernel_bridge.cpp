@@ -93,6 +93,7 @@ void noteBridge(const LinkInfo& link) {
         memcpy(gBridge.address, link.address, sizeof gBridge.address);
         gBridge.hasAddress = true;
     }
+    gBridge.mstKnown = link.mstKnown;
     if (gBridge.vlanFiltering == link.vlanFiltering && gBridge.mst == link.mstEnabled) {
         return;
     }

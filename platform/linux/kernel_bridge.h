@@ -59,7 +59,8 @@ struct KernelBridge {
     uint32_t stpState;
     bool vlanFiltering;
     bool mst;
-    bool mstRefused;
+    bool mstKnown;         ///< the kernel can turn it on
+    bool mstRefused;       ///< but has refused to
     bool oneStateTold;     ///< that all VLANs follow the CIST has been said
     bool unsettled;        ///< the kernel has yet to be told something
     bool mappingUnsettled; ///< which may be instances of VLANs

@@ -26,9 +26,9 @@ void skip(platform::Bytes* rest, uint32_t length) {
     rest->length -= step;
 }
 
-// A number of at most 4 bytes; 0 when the kernel tells another size than expected.
+// A number, or numbers; 0 when the kernel tells another size than expected.
 template <class T> T numberIn(const platform::Bytes& value) {
-    T number = 0;
+    T number = {};
     if (value.length >= sizeof number) {
         memcpy(&number, value.data, sizeof number);
     }
@@ -51,6 +51,13 @@ void readPortData(platform::Bytes data, platform::LinkInfo* link) {
     }
 }
 
+// The kernel tells which options it knows, and which of them are on.
+void readOptions(const platform::Bytes& value, platform::LinkInfo* link) {
+    const auto options = numberIn<br_boolopt_multi>(value);
+    link->mstKnown = (options.optmask & (1U << BR_BOOLOPT_MST_ENABLE)) != 0;
+    link->mstEnabled = (options.optval & (1U << BR_BOOLOPT_MST_ENABLE)) != 0;
+}
+
 void readBridgeData(platform::Bytes data, platform::LinkInfo* link) {
     uint16_t type;
     platform::Bytes value;
@@ -60,7 +67,7 @@ void readBridgeData(platform::Bytes data, platform::LinkInfo* link) {
         } else if (type == IFLA_BR_STP_STATE) {
             link->stpState = numberIn<uint32_t>(value);
         } else if (type == IFLA_BR_MULTI_BOOLOPT) {
-            link->mstEnabled = (numberIn<uint32_t>(value) & (1U << BR_BOOLOPT_MST_ENABLE)) != 0;
+            readOptions(value, link);
         }
     }
 }

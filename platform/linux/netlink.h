@@ -48,6 +48,7 @@ struct LinkInfo {
     uint16_t vlan;     ///< of a VLAN interface
     uint32_t stpState; ///< of a bridge: 0 off, 1 the kernel's own, 2 left to user space
     bool vlanFiltering;
+    bool mstKnown; ///< the kernel has MST mode
     bool mstEnabled;
     int32_t portState; ///< BR_STATE_* of a bridge's port, -1 when the message does not tell
 };

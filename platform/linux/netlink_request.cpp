@@ -179,6 +179,10 @@ void requestPut(NetlinkRequest* request, uint16_t type, const void* value, uint3
     append(request, value, length);
 }
 
+void requestPutAll(NetlinkRequest* request, const void* attributes, uint32_t length) {
+    append(request, attributes, length);
+}
+
 uint32_t requestNest(NetlinkRequest* request, uint16_t type) {
     const uint32_t nest = request->length;
     requestPut(request, type | NLA_F_NESTED, nullptr, 0);

@@ -29,6 +29,9 @@ template <class T> void requestPutValue(NetlinkRequest* request, uint16_t type, 
     requestPut(request, type, &value, sizeof value);
 }
 
+/// Appends whole attributes, padding included.
+void requestPutAll(NetlinkRequest* request, const void* attributes, uint32_t length);
+
 /// Opens an attribute that holds attributes. @return what requestEndNest takes
 uint32_t requestNest(NetlinkRequest* request, uint16_t type);
 void requestEndNest(NetlinkRequest* request, uint32_t nest);

@@ -3,6 +3,8 @@
 
 #include "process.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -22,6 +24,18 @@ void setBridgeName(int32_t argc, char** argv) {
 
 const char* bridgeName() {
     return gBridgeName;
+}
+
+RunPath runPath(const char* name) {
+    RunPath path = {};
+    const char* folder = getenv("MSTP_RUN_DIR");
+    const int length =
+        snprintf(path.text, sizeof path.text, "%s/%s.%s",
+                 folder != nullptr && folder[0] != '\0' ? folder : "/tmp", name, gBridgeName);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof path.text) {
+        path.text[0] = '\0';
+    }
+    return path;
 }
 
 } // namespace platform

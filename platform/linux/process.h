@@ -14,4 +14,12 @@ void setBridgeName(int32_t argc, char** argv);
 /// The bridge's name, empty before setBridgeName.
 const char* bridgeName();
 
+/// A file of the daemon's own for its bridge. Empty: the name would be too long.
+struct RunPath {
+    char text[256];
+};
+
+/// The file @p name of the bridge in MSTP_RUN_DIR, or in /tmp.
+RunPath runPath(const char* name);
+
 } // namespace platform

@@ -36,21 +36,9 @@ enum StpState : uint32_t { STP_OFF = 0, STP_KERNEL = 1, STP_USER = 2 };
 
 uint32_t gIfindex; // of the bridge, once it is taken over
 
-// Where the daemon keeps that it was the one to turn spanning tree on. Empty: the path is too long.
-struct MarkPath {
-    char text[256];
-};
-
-MarkPath markPath() {
-    MarkPath path = {};
-    const char* folder = getenv("MSTP_RUN_DIR");
-    const int length =
-        snprintf(path.text, sizeof path.text, "%s/mstpStp.%s",
-                 folder != nullptr && folder[0] != '\0' ? folder : "/tmp", platform::bridgeName());
-    if (length < 0 || static_cast<size_t>(length) >= sizeof path.text) {
-        path.text[0] = '\0';
-    }
-    return path;
+// Where the daemon keeps that it was the one to turn spanning tree on.
+platform::RunPath markPath() {
+    return platform::runPath("mstpStp");
 }
 
 void setMark() {

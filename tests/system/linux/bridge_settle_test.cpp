@@ -2,11 +2,16 @@
 // messages, and what happens when the kernel refuses. The kernel is played; the interfaces are
 // real, since they need port numbers.
 
+#include <sys/stat.h>
+
 #include <array>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 
 #include "bridge_vlans.h"
 #include "fake_bridge.h"
+#include "kept_vlans.h"
 #include "kernel_bridge.h"
 #include "link_translate.h"
 #include "linux_test.h"
@@ -355,6 +360,139 @@ TEST_F(BridgeSettle, GroupTakesTheInstanceThatItsVlansAreInAlready) {
     platform::settleBridge();
     EXPECT_EQ(platform::groupInstance(group), 5);
     EXPECT_THAT(m_fake.told, IsEmpty());
+}
+
+// ---- MST mode on a bridge whose ports have VLANs
+
+class BridgeSettleMode : public BridgeSettle {
+  protected:
+    void SetUp() override {
+        BridgeSettle::SetUp();
+        m_folder = testing::TempDir() + "mstp-mode-" + text(static_cast<uint32_t>(getpid()));
+        ASSERT_EQ(mkdir(m_folder.c_str(), 0700), 0);
+        setenv("MSTP_RUN_DIR", m_folder.c_str(), 1);
+        m_fake.mst = false;
+        m_unit = addPort("wa");
+        for (const uint32_t vlan : {1U, 10U, 11U}) {
+            m_fake.addVlan(m_unit, vlan);
+        }
+        m_fake.ports[m_unit].flags[1] = BRIDGE_VLAN_INFO_PVID | BRIDGE_VLAN_INFO_UNTAGGED;
+        m_fake.ports[m_unit].flags[11] = BRIDGE_VLAN_INFO_UNTAGGED;
+    }
+
+    void TearDown() override {
+        unsetenv("MSTP_RUN_DIR");
+        runQuietly("rm -rf " + m_folder);
+        BridgeSettle::TearDown();
+    }
+
+    // What the daemon says while it meets the bridge.
+    std::string meet() {
+        testing::internal::CaptureStderr();
+        platform::kernelBridge()->rereadWanted = true;
+        platform::settleBridge();
+        return testing::internal::GetCapturedStderr();
+    }
+
+    bool fileIsLeft() const { return access((m_folder + "/mstpVlans.fake").c_str(), F_OK) == 0; }
+
+    void expectAllVlans() {
+        const FakeBridge::Port& port = m_fake.ports.at(m_unit);
+        std::vector<uint32_t> members;
+        for (const auto& [vlan, state] : port.vlans) {
+            members.push_back(vlan);
+        }
+        EXPECT_THAT(members, ElementsAre(1U, 10U, 11U));
+        EXPECT_THAT(port.flags, ElementsAre(testing::Pair(1, 6), testing::Pair(11, 4)));
+    }
+
+    uint32_t m_unit = 0;
+    std::string m_folder;
+};
+
+TEST_F(BridgeSettleMode, IsTurnedOnWhileTheVlansAreOff) {
+    EXPECT_THAT(meet(), testing::MatchesRegex(
+                            "mstp: bridge fake: MST mode is on; the VLANs of its ports were off "
+                            "for that for [0-9]+ ms\n"));
+    EXPECT_TRUE(m_fake.mst);
+    expectAllVlans();
+    EXPECT_FALSE(fileIsLeft());
+}
+
+TEST_F(BridgeSettleMode, RefusalPutsAllVlansBackAndIsToldOnce) {
+    m_fake.mstRefusal = EOPNOTSUPP;
+    EXPECT_EQ(meet(), "mstp: bridge fake: MST mode cannot be turned on: Operation not supported: "
+                      "all VLANs follow the CIST\n");
+    expectAllVlans();
+    EXPECT_FALSE(fileIsLeft());
+    m_fake.told.clear();
+    EXPECT_EQ(meet(), "");
+    EXPECT_THAT(m_fake.told, testing::Not(testing::Contains("mst")));
+}
+
+TEST_F(BridgeSettleMode, KernelWithoutItLeavesTheVlansAlone) {
+    m_fake.mstKnown = false;
+    EXPECT_EQ(meet(), "mstp: bridge fake: the kernel has no MST mode: all VLANs follow the CIST\n");
+    EXPECT_THAT(m_fake.told, testing::Each(testing::StartsWith("port ")));
+}
+
+TEST_F(BridgeSettleMode, VlansThatCannotBeKeptInAFileStayOn) {
+    setenv("MSTP_RUN_DIR", (m_folder + "/missing").c_str(), 1);
+    EXPECT_EQ(meet(), "mstp: bridge fake: MST mode cannot be turned on: No such file or directory: "
+                      "all VLANs follow the CIST\n");
+    EXPECT_THAT(m_fake.told, testing::Each(testing::StartsWith("port ")));
+}
+
+// As after a start that was killed between two messages.
+class BridgeSettleModeInterrupted : public BridgeSettleMode {
+  protected:
+    void SetUp() override {
+        BridgeSettleMode::SetUp();
+        m_fake.mstKnown = false;
+        meet();
+        ASSERT_EQ(platform::keepPortVlans(), 0);
+        ASSERT_EQ(platform::takePortVlansOff(), 0);
+        ASSERT_TRUE(m_fake.ports[m_unit].vlans.empty());
+        platform::bindBridge(nullptr);
+    }
+};
+
+TEST_F(BridgeSettleModeInterrupted, VlansArePutBackByTheNextStart) {
+    EXPECT_THAT(meet(),
+                testing::HasSubstr("VLANs that an interrupted start took off are put back"));
+    expectAllVlans();
+    EXPECT_FALSE(fileIsLeft());
+}
+
+TEST_F(BridgeSettleModeInterrupted, PortThatIsInTheBridgeNoMoreGetsNone) {
+    m_fake.ports.erase(m_unit);
+    meet();
+    EXPECT_THAT(m_fake.told, testing::Not(testing::Contains(testing::StartsWith("on "))));
+}
+
+TEST_F(BridgeSettleModeInterrupted, FileThatIsCutAnywhereIsNoFile) {
+    const std::string path = m_folder + "/mstpVlans.fake";
+    std::ifstream file(path, std::ios::binary);
+    const std::string whole((std::istreambuf_iterator<char>(file)), {});
+    for (size_t length = 0; length < whole.size(); length++) {
+        std::ofstream(path, std::ios::binary) << whole.substr(0, length);
+        EXPECT_THAT(meet(), testing::Not(testing::HasSubstr("put back"))) << length;
+        platform::bindBridge(nullptr);
+    }
+    EXPECT_TRUE(m_fake.ports[m_unit].vlans.empty());
+}
+
+TEST_F(BridgeSettleModeInterrupted, FileOfAnotherBootOrBridgeIsNoFile) {
+    const std::string path = m_folder + "/mstpVlans.fake";
+    std::ifstream file(path, std::ios::binary);
+    const std::string whole((std::istreambuf_iterator<char>(file)), {});
+    for (const size_t changed : {0U, 8U, 43U, 44U}) {
+        std::string other = whole;
+        other[changed] = static_cast<char>(other[changed] + 1);
+        std::ofstream(path, std::ios::binary) << other;
+        EXPECT_THAT(meet(), testing::Not(testing::HasSubstr("put back"))) << changed;
+        platform::bindBridge(nullptr);
+    }
 }
 
 TEST_F(BridgeSettle, OlderKernelForgetsTheWholePort) {

@@ -9,6 +9,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -25,7 +26,8 @@ class FakeBridge {
     struct Port {
         bool up = true;
         uint8_t state = BR_STATE_BLOCKING;
-        std::map<uint32_t, uint8_t> vlans; // states
+        std::map<uint32_t, uint8_t> vlans;  // states
+        std::map<uint32_t, uint16_t> flags; // of VLANs that have any
     };
 
     FakeBridge() {
@@ -43,13 +45,13 @@ class FakeBridge {
 
     /// A message of the kernel about VLANs @p first to @p last of the port.
     static platform::NetlinkRequest vlanMessage(uint16_t type, uint32_t ifindex, uint32_t first,
-                                                uint32_t last) {
+                                                uint32_t last, uint16_t flags = 0) {
         platform::NetlinkRequest message;
         br_vlan_msg body = {};
         body.family = AF_BRIDGE;
         body.ifindex = ifindex;
         begin(&message, type, &body, sizeof body);
-        putEntry(&message, first, last);
+        putEntry(&message, first, last, flags);
         return message;
     }
 
@@ -80,6 +82,9 @@ class FakeBridge {
     std::map<uint32_t, uint16_t> instances; // of the VLANs that there are
     std::vector<std::string> told;
     bool knowsBulk = true;
+    bool mst = true;
+    bool mstKnown = true;
+    int32_t mstRefusal = 0;
     int32_t refusal = 0; // for all changes
     uint32_t dumpsToRefuse = 0;
 
@@ -91,9 +96,10 @@ class FakeBridge {
         platform::requestBegin(message, type, 0, body, length);
     }
 
-    static void putEntry(platform::NetlinkRequest* message, uint32_t first, uint32_t last) {
+    static void putEntry(platform::NetlinkRequest* message, uint32_t first, uint32_t last,
+                         uint16_t flags) {
         const uint32_t nest = platform::requestNest(message, BRIDGE_VLANDB_ENTRY);
-        const bridge_vlan_info info = {0, static_cast<uint16_t>(first)};
+        const bridge_vlan_info info = {flags, static_cast<uint16_t>(first)};
         platform::requestPutValue(message, BRIDGE_VLANDB_ENTRY_INFO, info);
         if (last != first) {
             platform::requestPutValue(message, BRIDGE_VLANDB_ENTRY_RANGE,
@@ -119,8 +125,14 @@ class FakeBridge {
         switch (header.nlmsg_type) {
         case RTM_SETLINK:
             return s_fake->changePort(request);
+        case RTM_NEWLINK:
+            return s_fake->changeBridge();
+        case RTM_DELLINK:
+            return s_fake->removeVlans(request);
         case RTM_NEWVLAN:
-            return s_fake->changeInstances(request);
+            return bodyOf<br_vlan_msg>(request).ifindex == kIfindex
+                       ? s_fake->changeInstances(request)
+                       : s_fake->addVlans(request);
         case RTM_DELNEIGH:
             return s_fake->flush(request);
         default:
@@ -142,12 +154,17 @@ class FakeBridge {
             }
             return 0;
         }
+        if (ports.contains(static_cast<uint32_t>(body.ifi_index))) {
+            platform::NetlinkRequest message = portMessage(static_cast<uint32_t>(body.ifi_index));
+            visit(bytes(&message), context);
+            return 0;
+        }
         platform::NetlinkRequest message = bridgeMessage();
         visit(bytes(&message), context);
         return 0;
     }
 
-    static platform::NetlinkRequest bridgeMessage() {
+    platform::NetlinkRequest bridgeMessage() const {
         platform::NetlinkRequest message;
         ifinfomsg body = {};
         body.ifi_index = kIfindex;
@@ -158,7 +175,8 @@ class FakeBridge {
         const uint32_t data = platform::requestNest(&message, IFLA_INFO_DATA);
         platform::requestPutValue(&message, IFLA_BR_STP_STATE, uint32_t{2});
         platform::requestPutValue(&message, IFLA_BR_VLAN_FILTERING, uint8_t{1});
-        const br_boolopt_multi options = {1U << BR_BOOLOPT_MST_ENABLE, 0xFF};
+        constexpr uint32_t kMst = 1U << BR_BOOLOPT_MST_ENABLE;
+        const br_boolopt_multi options = {mst ? kMst : 0, mstKnown ? 0xFF : 0xFF & ~kMst};
         platform::requestPutValue(&message, IFLA_BR_MULTI_BOOLOPT, options);
         platform::requestEndNest(&message, data);
         platform::requestEndNest(&message, info);
@@ -177,8 +195,10 @@ class FakeBridge {
         for (const auto& [ifindex, port] : ports) {
             for (const auto& [vlan, state] : port.vlans) {
                 if (wanted == 0 || wanted == ifindex) {
+                    const auto flags = port.flags.find(vlan);
                     platform::NetlinkRequest message =
-                        vlanMessage(RTM_NEWVLAN, ifindex, vlan, vlan);
+                        vlanMessage(RTM_NEWVLAN, ifindex, vlan, vlan,
+                                    flags != port.flags.end() ? flags->second : uint16_t{0});
                     visit(bytes(&message), context);
                 }
             }
@@ -248,6 +268,67 @@ class FakeBridge {
             if (instances.at(vlan) == instance) {
                 kept = state;
             }
+        }
+    }
+
+    // The daemon asks for nothing but MST mode.
+    int32_t changeBridge() {
+        for (const auto& [ifindex, port] : ports) {
+            if (!port.vlans.empty()) {
+                return EBUSY;
+            }
+        }
+        told.emplace_back("mst");
+        mst = mst || mstRefusal == 0;
+        return mstRefusal;
+    }
+
+    int32_t addVlans(const platform::Bytes& request) {
+        const uint32_t ifindex = bodyOf<br_vlan_msg>(request).ifindex;
+        for (const auto& [type, entry] : attributes<br_vlan_msg>(request)) {
+            bridge_vlan_info info = {};
+            uint16_t last = 0;
+            for (const auto& [part, value] : attributesIn(entry)) {
+                memcpy(part == BRIDGE_VLANDB_ENTRY_INFO ? static_cast<void*>(&info) : &last,
+                       value.data, value.length);
+            }
+            told.push_back("on " + std::to_string(ifindex) + " " + std::to_string(info.vid));
+            for (uint32_t vlan = info.vid; vlan <= std::max(info.vid, last); vlan++) {
+                changeVlan(ifindex, vlan, true, info.flags);
+            }
+        }
+        return 0;
+    }
+
+    int32_t removeVlans(const platform::Bytes& request) {
+        const auto ifindex = static_cast<uint32_t>(bodyOf<ifinfomsg>(request).ifi_index);
+        uint32_t first = 0;
+        for (const auto& [type, value] : attributesIn(attributes<ifinfomsg>(request)[0].second)) {
+            bridge_vlan_info info = {};
+            memcpy(&info, value.data, sizeof info);
+            if ((info.flags & BRIDGE_VLAN_INFO_RANGE_BEGIN) != 0) {
+                first = info.vid;
+                continue;
+            }
+            first = (info.flags & BRIDGE_VLAN_INFO_RANGE_END) != 0 ? first : info.vid;
+            told.push_back("off " + std::to_string(ifindex) + " " + std::to_string(first));
+            for (uint32_t vlan = first; vlan <= info.vid; vlan++) {
+                changeVlan(ifindex, vlan, false, 0);
+            }
+        }
+        return 0;
+    }
+
+    void changeVlan(uint32_t ifindex, uint32_t vlan, bool member, uint16_t flags) {
+        Port& port = ports.at(ifindex);
+        if (!member) {
+            port.vlans.erase(vlan);
+            port.flags.erase(vlan);
+            return;
+        }
+        addVlan(ifindex, vlan);
+        if (flags != 0) {
+            port.flags[vlan] = flags;
         }
     }
 

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "kept_vlans.h"
 #include "kernel_bridge.h"
 #include "membership.h"
 #include "netlink.h"
@@ -622,21 +623,88 @@ TEST_F(BridgeModes, PlainBridgeFollowsTheCistAndSaysSoOnce) {
               "mstp: bridge br0: VLAN filtering is off: all VLANs follow the CIST\n");
 }
 
-TEST_F(BridgeModes, BridgeWhosePortsHaveVlansFollowsTheCistAndSaysSoOnce) {
-    crash();
-    run("ip link del br0");
-    addBridge("vlan_filtering 1 vlan_default_pvid 1");
-    run("ip link set pa master br0");
-    testing::internal::CaptureStderr();
-    start();
-    runBoth();
+// A bridge whose ports have VLANs already when the daemon comes.
+class BridgeWithVlans : public Bridge {
+  protected:
+    void SetUp() override {
+        Bridge::SetUp();
+        crash();
+        run("ip link del br0");
+        addBridge("vlan_filtering 1 vlan_default_pvid 1");
+        run("ip link set pa master br0; ip link set pb master br0");
+        run("bridge vlan add dev pa vid 10-19; bridge vlan add dev pa vid 20 pvid untagged");
+        run("bridge vlan add dev pb vid 10 untagged; bridge vlan add dev pb vid 4000-4094");
+        run("bridge vlan add dev br0 self vid 10-12");
+        run("bridge link set dev pa vlan_tunnel on; bridge vlan add dev pa vid 30-31");
+        run("bridge vlan add dev pa vid 30-31 tunnel_info id 1030-1031");
+        run("bridge vlan set dev pa vid 11 mcast_router 2");
+        run("bridge vlan global set dev br0 vid 15 mcast_igmp_version 3");
+        m_before = everything();
+    }
+
+    // All that the kernel tells of VLANs but their states and instances.
+    static std::string everything() {
+        std::string text;
+        for (const char* command : {"bridge -j -d vlan show", "bridge -j vlan tunnelshow",
+                                    "bridge -j vlan global show dev br0"}) {
+            json all = output(command);
+            forget(&all);
+            text += all.dump(1) + "\n";
+        }
+        return text;
+    }
+
+    static void forget(json* part) {
+        if (part->is_object()) {
+            part->erase("state");
+            part->erase("msti");
+        }
+        for (json& each : *part) {
+            if (each.is_structured()) {
+                forget(&each);
+            }
+        }
+    }
+
+    std::string startAndListen() {
+        testing::internal::CaptureStderr();
+        start();
+        return testing::internal::GetCapturedStderr();
+    }
+
+    std::string m_before;
+};
+
+TEST_F(BridgeWithVlans, KeepsThemAllWhenItsModeChangesAndSaysSo) {
+    EXPECT_THAT(startAndListen(), testing::MatchesRegex("mstp: bridge br0: MST mode is on; the "
+                                                        "VLANs of its ports were off for that for "
+                                                        "[0-9]+ ms\n"));
+    EXPECT_EQ(everything(), m_before);
+}
+
+TEST_F(BridgeWithVlans, FollowsItsInstances) {
+    startAndListen();
+    attach(indexOf("pa"));
+    attach(indexOf("pb"));
+    const uint32_t group = addGroup({});
+    moveVlans(m_cist, group, {10});
     tellBoth(m_cist, STG_PORT_FORWARDING, STG_PORT_BLOCKING);
-    tellBoth(addGroup({1}), STG_PORT_BLOCKING, STG_PORT_FORWARDING);
-    expectPortState("pa", "forwarding");
-    expectPortState("pb", "blocking");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "mstp: bridge br0: MST mode is off and cannot be set while ports have VLANs: all "
-              "VLANs follow the CIST\n");
+    tellBoth(group, STG_PORT_BLOCKING, STG_PORT_FORWARDING);
+    serveUntil([] { return vlanStates("pb")[10] == "forwarding"; });
+    EXPECT_EQ(vlanStates("pa")[10], "blocking");
+    EXPECT_EQ(vlanStates("pa")[11], "forwarding");
+    EXPECT_EQ(vlanStates("pb")[4094], "blocking");
+}
+
+TEST_F(BridgeWithVlans, HasThemAgainAfterAStartThatWasKilled) {
+    startAndListen();
+    ASSERT_EQ(platform::keepPortVlans(), 0);
+    ASSERT_EQ(platform::takePortVlansOff(), 0);
+    ASSERT_NE(everything(), m_before);
+    crash();
+    EXPECT_THAT(startAndListen(),
+                HasSubstr("VLANs that an interrupted start took off are put back"));
+    EXPECT_EQ(everything(), m_before);
 }
 
 TEST_F(BridgeModes, VlanFilteringStaysOnWhereStatesWouldNotCountWithoutIt) {
