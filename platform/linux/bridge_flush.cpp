@@ -3,8 +3,9 @@
 // The kernel flushes by port and VLAN, one VLAN a request, and each request walks its whole table.
 // So only few VLANs are flushed one by one; for more, and where they are all that the port has, the
 // port is flushed as a whole: what is forgotten without need is learned again. Addresses that an
-// operator or another protocol entered stay; those that hardware learned go like the bridge's own.
-// An older kernel flushes whole ports only.
+// operator or another protocol entered stay; those that hardware learned go like the bridge's own,
+// by a request of their own unless no switching chip is behind the port. An older kernel flushes
+// whole ports only.
 //
 // The stations that the bridge itself talks to have moved to other ports at most, so their entries
 // are not dropped: the kernel is made to prove those that it trusts without having asked lately.
@@ -40,6 +41,7 @@ constexpr uint32_t kNeighboursMax = 1024; // of which the kernel keeps no more b
 
 struct Neighbour {
     uint32_t ifindex;
+    bool concerned; // it is in a VLAN whose neighbours are to be proved
     uint8_t length;
     uint8_t address[kAddressMax];
 };
@@ -52,9 +54,7 @@ struct Proof {
 };
 
 NetlinkRequest gRequest;
-bool gWholePortsOnly;
 Proof gProofs[2] = {{false, AF_INET, {}}, {false, AF_INET6, {}}};
-uint32_t gVlanInterfaces[VLAN_MAX + 1]; // by VLAN: the interface for it on the bridge
 Neighbour gNeighbours[kNeighboursMax];
 uint32_t gNeighbourCount;
 
@@ -75,13 +75,13 @@ int32_t flushEntries(uint32_t ifindex, uint16_t vlan, uint8_t flags, uint8_t fla
 }
 
 // Those that the bridge learned, then those that hardware did.
-int32_t flushVlan(uint32_t ifindex, uint16_t vlan) {
-    const int32_t error = flushEntries(ifindex, vlan, 0, NTF_EXT_LEARNED);
-    if (error != 0) {
+int32_t flushVlan(const BridgePort& port, uint16_t vlan) {
+    const int32_t error = flushEntries(port.ifindex, vlan, 0, NTF_EXT_LEARNED);
+    if (error != 0 || port.plain) {
         return error;
     }
     constexpr uint8_t kHardware = NTF_EXT_LEARNED | NTF_OFFLOADED;
-    return flushEntries(ifindex, vlan, kHardware, kHardware);
+    return flushEntries(port.ifindex, vlan, kHardware, kHardware);
 }
 
 int32_t flushOldKernel(uint32_t ifindex) {
@@ -96,16 +96,22 @@ int32_t flushOldKernel(uint32_t ifindex) {
 }
 
 // An older kernel takes a flush for the deletion of one entry and misses its address.
-int32_t flushPort(uint32_t ifindex) {
-    if (!gWholePortsOnly) {
-        const int32_t error = flushVlan(ifindex, kWholePort);
+int32_t flushPort(const BridgePort& port) {
+    if (!kernelBridge()->wholePortsOnly) {
+        const int32_t error = flushVlan(port, kWholePort);
         if (error != EINVAL && error != EOPNOTSUPP) {
             return error;
         }
     }
-    const int32_t error = flushOldKernel(ifindex);
-    gWholePortsOnly = gWholePortsOnly || error == 0;
+    const int32_t error = flushOldKernel(port.ifindex);
+    kernelBridge()->wholePortsOnly = kernelBridge()->wholePortsOnly || error == 0;
     return error;
+}
+
+void findChip(BridgePort* port) {
+    LinkInfo link = {};
+    port->plain =
+        port->plain || (platform::queryLink(port->ifindex, &link) == 0 && !link.hasSwitch);
 }
 
 struct Share {
@@ -128,8 +134,8 @@ int32_t flushSingly(const BridgePort& port, const uint8_t* vlans, uint32_t lengt
     const uint32_t end = std::min(VLAN_MAX, length * 8);
     for (uint16_t vlan = 1; vlan <= end; vlan++) {
         if (platform::hasVlan(vlans, vlan) && platform::hasVlan(port.vlans, vlan) &&
-            flushVlan(port.ifindex, vlan) != 0) {
-            return flushPort(port.ifindex);
+            flushVlan(port, vlan) != 0) {
+            return flushPort(port);
         }
     }
     return 0;
@@ -137,24 +143,15 @@ int32_t flushSingly(const BridgePort& port, const uint8_t* vlans, uint32_t lengt
 
 // ---- neighbours
 
-void keepVlanInterface(const LinkInfo& link, void* /*context*/) {
-    if (link.kind == platform::LinkKind::VLAN && link.below == kernelBridge()->ifindex &&
-        link.vlan >= 1 && link.vlan <= VLAN_MAX) {
-        gVlanInterfaces[link.vlan] = link.ifindex;
-    }
-}
-
-// The bridge's own interface counts whatever the VLANs.
+// The bridge's own interface counts whatever the VLANs, one for a VLAN on it if the VLAN does.
 bool isConcerned(uint32_t ifindex, const uint8_t* vlans) {
     if (ifindex == kernelBridge()->ifindex) {
         return true;
     }
-    for (uint32_t vlan = 1; vlan <= VLAN_MAX; vlan++) {
-        if (gVlanInterfaces[vlan] == ifindex) {
-            return platform::hasVlan(vlans, vlan);
-        }
-    }
-    return false;
+    LinkInfo link = {};
+    return platform::queryLink(ifindex, &link) == 0 && link.kind == platform::LinkKind::VLAN &&
+           link.below == kernelBridge()->ifindex && link.vlan >= 1 && link.vlan <= VLAN_MAX &&
+           platform::hasVlan(vlans, link.vlan);
 }
 
 // A stale neighbour is proved anyhow before it is trusted again.
@@ -166,8 +163,7 @@ void keepNeighbour(const Bytes& message, void* context) {
     }
     memcpy(&body, message.data + NLMSG_HDRLEN, sizeof body);
     const auto ifindex = static_cast<uint32_t>(body.ndm_ifindex);
-    if (body.ndm_family != proof->family || (body.ndm_state & (NUD_REACHABLE | NUD_DELAY)) == 0 ||
-        !isConcerned(ifindex, proof->vlans)) {
+    if (body.ndm_family != proof->family || (body.ndm_state & (NUD_REACHABLE | NUD_DELAY)) == 0) {
         return;
     }
     Bytes rest = {message.data + NLMSG_HDRLEN + sizeof body,
@@ -195,6 +191,18 @@ void proveNeighbour(const Neighbour& neighbour, uint8_t family) {
     platform::netlinkRequest(&gRequest, nullptr, nullptr);
 }
 
+// The kernel is asked once for each interface: mostly all neighbours are on few.
+void findConcerned(const uint8_t* vlans) {
+    for (uint32_t i = 0; i < gNeighbourCount; i++) {
+        Neighbour* neighbour = &gNeighbours[i];
+        const Neighbour* other = std::find_if(gNeighbours, neighbour, [&](const Neighbour& before) {
+            return before.ifindex == neighbour->ifindex;
+        });
+        neighbour->concerned =
+            other != neighbour ? other->concerned : isConcerned(neighbour->ifindex, vlans);
+    }
+}
+
 void prove(Proof* proof) {
     gNeighbourCount = 0;
     ndmsg body = {};
@@ -203,8 +211,11 @@ void prove(Proof* proof) {
     if (platform::netlinkRequest(&gRequest, keepNeighbour, proof) != 0) {
         return;
     }
+    findConcerned(proof->vlans);
     for (uint32_t i = 0; i < gNeighbourCount; i++) {
-        proveNeighbour(gNeighbours[i], proof->family);
+        if (gNeighbours[i].concerned) {
+            proveNeighbour(gNeighbours[i], proof->family);
+        }
     }
 }
 
@@ -214,15 +225,16 @@ namespace platform {
 
 int32_t flushLearned(uint32_t ifindex, const uint8_t* vlans, uint32_t length) {
     settleBridge();
-    const BridgePort* port = findBridgePort(ifindex);
+    BridgePort* port = findBridgePort(ifindex);
     if (port == nullptr) {
         return 0;
     }
+    findChip(port);
     int32_t error = 0;
     const Share share = shareOf(*port, vlans, std::min(length, VLAN_LIST_SIZE));
     if (!kernelBridge()->vlanFiltering || share.listed == share.all ||
-        share.listed > kSingleVlansMax || (gWholePortsOnly && share.listed != 0)) {
-        error = flushPort(ifindex);
+        share.listed > kSingleVlansMax || (kernelBridge()->wholePortsOnly && share.listed != 0)) {
+        error = flushPort(*port);
     } else {
         error = flushSingly(*port, vlans, std::min(length, VLAN_LIST_SIZE));
     }
@@ -245,10 +257,8 @@ void proveNeighboursNow() {
     if (!gProofs[0].wanted && !gProofs[1].wanted) {
         return;
     }
-    memset(gVlanInterfaces, 0, sizeof gVlanInterfaces);
-    const bool known = visitLinks(keepVlanInterface, nullptr) == 0;
     for (Proof& proof : gProofs) {
-        if (proof.wanted && known) {
+        if (proof.wanted) {
             prove(&proof);
         }
         proof.wanted = false;

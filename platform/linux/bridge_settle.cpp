@@ -407,7 +407,9 @@ void settleStates(bool opening, uint64_t now) {
 void stateFresh(BridgePort* port) {
     const KernelBridge* bridge = kernelBridge();
     for (uint32_t vlan = 1; vlan <= VLAN_MAX; vlan++) {
-        if (platform::hasVlan(port->fresh, vlan) && !mustMove(vlan)) {
+        if (port->fresh[(vlan - 1) / 8] == 0) {
+            vlan = ((vlan - 1) | 7) + 1;
+        } else if (platform::hasVlan(port->fresh, vlan) && !mustMove(vlan)) {
             platform::addBit(port->stale, bridge->instance[vlan]);
         }
     }
@@ -440,14 +442,15 @@ void settle(uint64_t now) {
     KernelBridge* bridge = kernelBridge();
     bridge->unsettled = false;
     platform::chooseMode();
-    if (bridge->mst && bridge->mappingUnsettled) {
+    const bool mapping = bridge->mst && bridge->mappingUnsettled;
+    if (mapping) {
         bridge->mappingUnsettled = false;
         findHeld(now);
         planInstances();
     }
     stateFreshOfAll();
     settleStates(false, now);
-    if (bridge->mst) {
+    if (mapping) {
         writeMappings();
         stateFreshOfAll();
         settleStates(false, now);

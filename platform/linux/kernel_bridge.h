@@ -41,6 +41,7 @@ struct BridgePort {
     Untold untold;
     bool seen;        ///< in the present reading of the bridge
     bool unannounced; ///< whoever wants to know of ports that join has yet to take it
+    bool plain;       ///< no switching chip is behind it; found out when it is first flushed
     bool returns;     ///< the daemon lets go of it to take it anew
     bool unsettled;   ///< something is fresh or stale
     bool written;     ///< the kernel has taken the state of the port itself
@@ -61,6 +62,7 @@ struct KernelBridge {
     bool mst;
     bool mstKnown;         ///< the kernel can turn it on
     bool mstRefused;       ///< but has refused to
+    bool wholePortsOnly;   ///< the kernel forgets addresses of whole ports only
     bool oneStateTold;     ///< that all VLANs follow the CIST has been said
     bool unsettled;        ///< the kernel has yet to be told something
     bool mappingUnsettled; ///< which may be instances of VLANs

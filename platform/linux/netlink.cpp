@@ -119,6 +119,9 @@ void readLinkAttribute(uint16_t type, const platform::Bytes& value, platform::Li
     case IFLA_LINK:
         link->below = numberIn<uint32_t>(value);
         return;
+    case IFLA_PHYS_SWITCH_ID:
+        link->hasSwitch = value.length != 0;
+        return;
     case IFLA_LINKINFO:
         readKind(value, link);
         return;

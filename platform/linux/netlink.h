@@ -44,6 +44,7 @@ struct LinkInfo {
     char name[LINK_NAME_SIZE];
     uint32_t master; ///< the interface that this one is a port of
     uint32_t below;  ///< the interface that this one stands on
+    bool hasSwitch;  ///< the message names the switching chip that it belongs to
     LinkKind kind;
     uint16_t vlan;     ///< of a VLAN interface
     uint32_t stpState; ///< of a bridge: 0 off, 1 the kernel's own, 2 left to user space

@@ -9,12 +9,15 @@
 
 #include "port_table.h"
 
+#include <algorithm>
+
 #include "groups.h"
 #include "interface_request.h"
 
 namespace {
 
 platform::PortEntry gPorts[platform::PORT_NUMBER_MAX + 1]; // element n is number n, 0 is unused
+uint32_t gReach = 1; // numbers to look at for an interface, from the one that it would have first
 
 uint32_t preferredNumber(uint32_t ifindex) {
     return (ifindex - 1) % platform::PORT_NUMBER_MAX + 1;
@@ -24,16 +27,28 @@ uint32_t nextNumber(uint32_t number) {
     return number % platform::PORT_NUMBER_MAX + 1;
 }
 
-// The entry that holds @p content as its interface, searched from where it would be first.
-platform::PortEntry* search(uint32_t content, uint32_t ifindex) {
+// The entry that holds @p content as its interface, among the first @p reach.
+platform::PortEntry* search(uint32_t content, uint32_t ifindex, uint32_t reach) {
     uint32_t number = preferredNumber(ifindex);
-    for (uint32_t i = 0; i < platform::PORT_NUMBER_MAX; i++) {
+    for (uint32_t i = 0; i < reach; i++) {
         if (gPorts[number].ifindex == content) {
             return &gPorts[number];
         }
         number = nextNumber(number);
     }
     return nullptr;
+}
+
+// A free entry for the interface. How far from its first choice an interface ever was bounds the
+// search for any: link messages ask for interfaces that are no ports all the time.
+platform::PortEntry* takeFree(uint32_t ifindex) {
+    platform::PortEntry* port = search(0, ifindex, platform::PORT_NUMBER_MAX);
+    if (port != nullptr) {
+        const auto number = static_cast<uint32_t>(port - gPorts);
+        const uint32_t beyond = number + platform::PORT_NUMBER_MAX - preferredNumber(ifindex);
+        gReach = std::max(gReach, beyond % platform::PORT_NUMBER_MAX + 1);
+    }
+    return port;
 }
 
 void freeNumber(platform::PortEntry* port) {
@@ -46,7 +61,7 @@ void freeNumber(platform::PortEntry* port) {
 namespace platform {
 
 PortEntry* findPort(uint32_t ifindex) {
-    return ifindex == 0 ? nullptr : search(ifindex, ifindex);
+    return ifindex == 0 ? nullptr : search(ifindex, ifindex, gReach);
 }
 
 PortEntry* obtainPort(uint32_t ifindex) {
@@ -58,7 +73,7 @@ PortEntry* obtainPort(uint32_t ifindex) {
         return nullptr;
     }
     if (port == nullptr) {
-        port = search(0, ifindex);
+        port = takeFree(ifindex);
     }
     if (port != nullptr) {
         port->ifindex = ifindex;

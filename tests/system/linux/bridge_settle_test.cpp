@@ -506,6 +506,25 @@ TEST_F(BridgeSettle, OlderKernelForgetsTheWholePort) {
     EXPECT_THAT(m_fake.told, ElementsAre("flush " + text(a)));
 }
 
+TEST_F(BridgeSettle, ForgettingWalksTheKernelsTableOnce) {
+    const uint32_t a = addPort("wa");
+    m_fake.addVlan(a, 10);
+    start();
+    VlanList list = range(1, platform::VLAN_MAX);
+    EXPECT_EQ(platform::flushLearned(a, list.data(), platform::VLAN_LIST_SIZE), 0);
+    EXPECT_THAT(m_fake.told, ElementsAre("bulk " + text(a)));
+}
+
+TEST_F(BridgeSettle, WhatASwitchingChipLearnedIsForgottenToo) {
+    const uint32_t a = addPort("wa");
+    m_fake.ports[a].offloads = true;
+    m_fake.addVlan(a, 10);
+    start();
+    VlanList list = range(1, platform::VLAN_MAX);
+    EXPECT_EQ(platform::flushLearned(a, list.data(), platform::VLAN_LIST_SIZE), 0);
+    EXPECT_THAT(m_fake.told, ElementsAre("bulk " + text(a), "bulk " + text(a)));
+}
+
 TEST_F(BridgeSettle, VlanMessageWithFalseLengthsIsHarmless) {
     const uint32_t a = addPort("wa");
     start();

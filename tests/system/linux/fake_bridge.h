@@ -25,6 +25,7 @@ class FakeBridge {
 
     struct Port {
         bool up = true;
+        bool offloads = false; // a switching chip is behind it
         uint8_t state = BR_STATE_BLOCKING;
         std::map<uint32_t, uint8_t> vlans;  // states
         std::map<uint32_t, uint16_t> flags; // of VLANs that have any
@@ -65,6 +66,9 @@ class FakeBridge {
         body.ifi_flags = port.up ? 0x1003 | 0x40 : 0x1003;
         begin(&message, RTM_NEWLINK, &body, sizeof body);
         platform::requestPutValue(&message, IFLA_MASTER, kIfindex);
+        if (port.offloads) {
+            platform::requestPutValue(&message, IFLA_PHYS_SWITCH_ID, uint32_t{1});
+        }
         platform::requestPutValue(&message, IFLA_OPERSTATE, static_cast<uint8_t>(port.up ? 6 : 2));
         const uint32_t nest = platform::requestNest(&message, IFLA_PROTINFO);
         platform::requestPutValue(&message, IFLA_BRPORT_STATE, port.state);

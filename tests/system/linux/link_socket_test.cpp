@@ -341,8 +341,7 @@ TEST_P(LinkSocketUnanswered, ReportComesOnceTheKernelAnswers) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kernels, LinkSocketUnanswered,
-                         testing::Values(refuseSingleQuestions, refuseAll),
-                         [](const auto& kernel) {
+                         testing::Values(refuseSingleQuestions, refuseAll), [](const auto& kernel) {
                              return kernel.param == refuseAll ? "Silent" : "ShortOfMemory";
                          });
 
