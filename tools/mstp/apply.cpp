@@ -9,7 +9,10 @@
 #include "mstp/management.h"
 #include "rules.h"
 
-// The daemon's loop does posted work at the next tick of 10 ms, before it takes another request.
+// Posted work is due a tick of 10 ms after the request, and in every turn the daemon's loop does
+// what is due before it takes a request. So one that is sent a few ticks after the reply comes to a
+// daemon that has done the work, however busy the machine is: no longer wait is needed, and none
+// that asks.
 static constexpr std::chrono::milliseconds MOMENT(50);
 static constexpr size_t MIRROR_HEADER_SIZE = 12;
 
@@ -38,7 +41,8 @@ namespace {
 // The requests of a command; the reply to the one that decides, the last or the first refused.
 class Sender {
   public:
-    explicit Sender(const Daemon& daemon) : m_daemon(daemon) {}
+    /// @param state  null: not known
+    Sender(const Daemon& daemon, const Expected* state) : m_daemon(daemon), m_state(state) {}
 
     Reply operator()(const SetCommand& c) const {
         const uint32_t selector = setSelector(c.target);
@@ -53,7 +57,8 @@ class Sender {
     // A VLAN of another instance would make the daemon stop half-way through the list, and one
     // cannot be taken from the CIST: both are known before anything is sent.
     Reply operator()(const VlansCommand& c) const {
-        const std::string reason = Expected::read(m_daemon).refusal(c);
+        const std::string reason =
+            m_state != nullptr ? m_state->refusal(c) : Expected::read(m_daemon).refusal(c);
         if (!reason.empty()) {
             throw Refused(commandWords(c) + ": " + reason);
         }
@@ -116,6 +121,7 @@ class Sender {
     }
 
     const Daemon& m_daemon;
+    const Expected* m_state;
 };
 
 } // namespace
@@ -138,11 +144,19 @@ static std::string reasonOf(const Daemon& daemon, const Command& command, int32_
     return "refused by the daemon";
 }
 
-void applyCommand(const Daemon& daemon, const Command& command) {
-    const Reply reply = std::visit(Sender(daemon), command);
+static void apply(const Daemon& daemon, const Command& command, const Expected* state) {
+    const Reply reply = std::visit(Sender(daemon, state), command);
     if (reply.result != 0) {
         throw Refused(commandWords(command) + ": " + reasonOf(daemon, command, reply.result));
     }
+}
+
+void applyCommand(const Daemon& daemon, const Command& command) {
+    apply(daemon, command, nullptr);
+}
+
+void applyCommand(const Daemon& daemon, const Command& command, const Expected& state) {
+    apply(daemon, command, &state);
 }
 
 static void checkTimes(const Daemon& daemon, const Command& command) {

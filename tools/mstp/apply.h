@@ -4,9 +4,13 @@
 
 #include "command.h"
 #include "daemon.h"
+#include "rules.h"
 
 /// Sends @p command. @throws Refused with the reason
 void applyCommand(const Daemon& daemon, const Command& command);
+
+/// The same by who knows the daemon's state, which need not be read then.
+void applyCommand(const Daemon& daemon, const Command& command, const Expected& state);
 
 /// Checks @p command, sends it and waits until it is in force. @throws Refused with the reason
 void applyAlone(const Daemon& daemon, const Command& command);

@@ -69,21 +69,25 @@ static bool report(std::ostream& out, const std::string& path, std::vector<Scrip
     return errors.empty();
 }
 
-static void tryOnDaemon(const Daemon& daemon, Script& script) {
+// What the daemon has before the script, which is tried on it.
+static Expected tryOnDaemon(const Daemon& daemon, Script& script) {
     try {
-        const auto more = tryScript(script, Expected::read(daemon));
+        const Expected state = Expected::read(daemon);
+        const auto more = tryScript(script, state);
         script.errors.insert(script.errors.end(), more.begin(), more.end());
+        return state;
     } catch (const Unreachable&) {
         // What is wrong with the file itself can be told without a daemon.
         if (script.errors.empty()) {
             throw;
         }
+        return {};
     }
 }
 
 bool runScript(std::ostream& errors, const Daemon& daemon, const std::string& path) {
     Script script = parseScript(readFile(path, LONGEST_SCRIPT));
-    tryOnDaemon(daemon, script);
+    Expected state = tryOnDaemon(daemon, script);
     if (!report(errors, path, script.errors)) {
         return false;
     }
@@ -91,7 +95,8 @@ bool runScript(std::ostream& errors, const Daemon& daemon, const std::string& pa
     for (const ScriptLine& line : script.lines) {
         pacer.before(Pacer::workOf(line.command));
         try {
-            applyCommand(daemon, line.command);
+            applyCommand(daemon, line.command, state);
+            state.take(line.command);
         } catch (const Refused& refused) {
             report(errors, path,
                    {{line.number,

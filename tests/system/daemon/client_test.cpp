@@ -18,11 +18,10 @@ class ClientTest : public DaemonTest {
         DaemonTest::TearDown();
     }
 
-    // The CIST, and a reset that starts the bridge.
+    // The CIST, and a reset that starts the bridge: the client waits for it.
     static void configure() {
         EXPECT_EQ(client("instance add 0").status, 0);
         EXPECT_EQ(client("set region name lab").status, 0);
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
 
     static void expectRefused(const std::string& arguments, int status, const std::string& reason) {
@@ -116,7 +115,6 @@ TEST_F(ClientTest, AVlanOfAnotherInstanceIsRefusedWithTheRule) {
 TEST_F(ClientTest, AnInstanceUnderAnOldVersionIsRefusedWithTheRule) {
     configure();
     client("set bridge version rstp");
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
 
     expectRefused("set instance 1 priority 4096", 1, "only version mstp has instances above 0");
 }
