@@ -20,15 +20,14 @@ BR_HOST=h
 BR_NUMBERS=(1 2 3 4)
 BR_LINKS=("1 2" "2 3" "3 4" "4 1" "1 3")
 BR_VLANS=1-5,10-19,20-29
+BR_RUN= BR_STP_BEFORE= BR_FILTERING=
+declare -A BR_DAEMON=()
 
 # br_init BUILD-FOLDER: where the programs are; makes the run folder.
 br_init() {
     BR_BUILD=$1
     BR_RUN=$(mktemp -d /tmp/mstp-bridges-XXXXXX)
-    BR_STP_BEFORE=
-    declare -gA BR_DAEMON=()
     export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
-    BR_FILTERING=
     if ip link add mstp-try type bridge vlan_filtering 1 2>/dev/null; then
         BR_FILTERING=1
         ip link del mstp-try
@@ -37,10 +36,11 @@ br_init() {
 
 # br_stp_script PROGRAM: makes PROGRAM the one that the kernel asks who runs spanning tree.
 br_stp_script() {
-    if [ -e /sbin/bridge-stp ] && ! [ -e "$BR_RUN/bridge-stp.before" ]; then
-        cp -p /sbin/bridge-stp "$BR_RUN/bridge-stp.before" || return 1
+    if [ -e /sbin/bridge-stp ] || [ -L /sbin/bridge-stp ]; then
+        [ -n "$BR_STP_BEFORE" ] || cp -a /sbin/bridge-stp "$BR_RUN/bridge-stp.before" || return 1
     fi
     BR_STP_BEFORE=1
+    rm -f /sbin/bridge-stp
     install -m 755 "$1" /sbin/bridge-stp
 }
 
@@ -83,6 +83,16 @@ br_access() {
         bridge vlan add dev "$port" vid "$3" pvid untagged || return 1
     fi
     ip link set "$port" up
+}
+
+# br_names: every interface that br_wire makes.
+br_names() {
+    local number link a b
+    for number in "${BR_NUMBERS[@]}"; do echo "$BR_SW$number $BR_SW$number-h $BR_HOST$number"; done
+    for link in "${BR_LINKS[@]}"; do
+        read -r a b <<<"$link"
+        echo "$BR_SW$a-$b $BR_SW$b-$a"
+    done
 }
 
 # The bridges and the wires between them. Nothing is up but the hosts' ends: without spanning tree the
@@ -211,9 +221,12 @@ br_down() {
     br_unwire
     if [ -n "$BR_STP_BEFORE" ]; then
         rm -f /sbin/bridge-stp
-        [ -e "$BR_RUN/bridge-stp.before" ] && cp -p "$BR_RUN/bridge-stp.before" /sbin/bridge-stp
+        if [ -e "$BR_RUN/bridge-stp.before" ] || [ -L "$BR_RUN/bridge-stp.before" ]; then
+            cp -a "$BR_RUN/bridge-stp.before" /sbin/bridge-stp
+        fi
     fi
-    rm -rf "$BR_RUN"
+    ip link del mstp-try 2>/dev/null
+    [ -z "$BR_RUN" ] || rm -rf "$BR_RUN"
     return 0
 }
 

@@ -12,13 +12,13 @@
 NET_SWITCHES=(s1 s2 s3 s4)
 NET_LINKS=("s1 s2" "s2 s3" "s3 s4" "s4 s1" "s1 s3")
 NET_INSTANCES=(0 1 2)
+NET_RUN= NET_TAG=mstp-$$
+declare -A NET_DAEMON=()
 
 # net_init BUILD-FOLDER: where the programs are; makes the run folders.
 net_init() {
     NET_BUILD=$1
-    NET_TAG=mstp-$$
     NET_RUN=$(mktemp -d /tmp/mstp-net-XXXXXX)
-    declare -gA NET_DAEMON=()
     export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
 }
 
@@ -120,7 +120,7 @@ net_down() {
         ip netns pids "$(net_ns "$switch")" 2>/dev/null | xargs -r kill -9 2>/dev/null
         ip netns del "$(net_ns "$switch")" 2>/dev/null
     done
-    rm -rf "$NET_RUN"
+    [ -z "$NET_RUN" ] || rm -rf "$NET_RUN"
     return 0
 }
 

@@ -208,6 +208,21 @@ TEST(BridgeDriverFlush, RequestIsConsumed) {
     EXPECT_EQ(bridge.xstPort(1, 2)->fdbFlush, 0);
 }
 
+// A port that rests learns only after its flush.
+TEST(BridgeDriverFlush, PortThatComesToLifeLearnsInThePassAfterItsFlush) {
+    SettledBridge bridge;
+    tMstpXstPort* xstPort = bridge.xstPort(1, 2);
+    xstPort->fsmState[MSTP_TOPOLOGY_CHANGE_FSM] = MSTP_TOPOLOGY_CHANGE_INACTIVE;
+    bridge.requestFlush(1, 2);
+
+    mstpBridgeFSM(bridge.bridge);
+    EXPECT_THAT(macFlushes(bridge), SizeIs(1));
+    EXPECT_EQ(xstPort->fsmState[MSTP_TOPOLOGY_CHANGE_FSM], MSTP_TOPOLOGY_CHANGE_INACTIVE);
+
+    mstpBridgeFSM(bridge.bridge);
+    EXPECT_NE(xstPort->fsmState[MSTP_TOPOLOGY_CHANGE_FSM], MSTP_TOPOLOGY_CHANGE_INACTIVE);
+}
+
 TEST(BridgeDriverFlush, RequestsOfSeveralInstancesOfAPortAreOneFlush) {
     SettledBridge bridge;
     bridge.requestFlush(0, 1);
@@ -311,6 +326,21 @@ TEST(BridgeDriverFlush, TwoTopologyChangesThreeSecondsApartFlushOnceUntilTheHold
     mstpBridgeFSM(bridge.bridge);
     EXPECT_THAT(macFlushes(bridge), SizeIs(2));
     EXPECT_EQ(bridge.xstPort(1, 2)->fdbFlush, 0);
+}
+
+// The driver runs once a second by itself, so a flush that was held off does not wait for an event.
+TEST(BridgeDriverFlush, FlushThatWasHeldOffIsMadeByTheRunningBridgeWhenTheHoldOffExpires) {
+    SettledBridge bridge;
+    bridge.bridge->tcProtection = 1;
+    bridge.requestFlush(1, 2);
+    mstpBridgeFSM(bridge.bridge);
+    bridge.requestFlush(1, 2);
+    mstpBridgeStartOneSecondTimer(bridge.bridge);
+
+    bridge.advance(800);
+    EXPECT_THAT(macFlushes(bridge), SizeIs(1));
+    bridge.advance(400);
+    EXPECT_THAT(macFlushes(bridge), SizeIs(2));
 }
 
 TEST(BridgeDriverFlush, HoldOffWithExactlyASecondLeftStillHolds) {

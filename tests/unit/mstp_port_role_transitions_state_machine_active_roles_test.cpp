@@ -225,6 +225,30 @@ TEST_F(MasterPort, LearnsAndForwardsAtOnceWhenAllAreSynced) {
                                    "jump to MASTER_FORWARD", "(UCT", TO_HOME));
 }
 
+// Each test is made on the values that the one before it has left.
+
+TEST_F(MasterPort, AgreementEndsTheSyncThatWouldBeAnswered) {
+    letAllSync();
+    cist->agree = 0;
+    cist->sync = 1;
+    EXPECT_THAT(run(), ElementsAre(AGREES, "jump to MASTER_AGREED", "(UCT", TO_HOME));
+}
+
+TEST_F(MasterPort, PortThatIsQuietIsInSyncInsteadOfDiscarding) {
+    waiting();
+    outOfSync();
+    cist->learn = 1;
+    EXPECT_THAT(run(), ElementsAre(SYNCS, "jump to MASTER_SYNCED", "(UCT", TO_HOME));
+}
+
+TEST_F(MasterPort, DiscardsLearnsAndForwardsInOnePassWhenDisputedAndAllAreSynced) {
+    letAllSync();
+    cist->disputed = 1;
+    EXPECT_THAT(run(), ElementsAre(DISCARDS, "jump to MASTER_DISCARD", "(UCT", TO_HOME, LEARNS,
+                                   "jump to MASTER_LEARN", "(UCT", TO_HOME, FORWARDS,
+                                   "jump to MASTER_FORWARD", "(UCT", TO_HOME));
+}
+
 // ---- root
 
 class RootPort : public RoleTransitions {
@@ -388,6 +412,37 @@ TEST_F(RootPort, LoadsRrWhileAnewWhenItHasRunOut) {
 TEST_F(RootPort, LoadsRrWhileAnewWhenTheDelayChanges) {
     cist->designatedTimes.forwardDelay = FWD_DELAY + 1;
     EXPECT_THAT(run(), ElementsAre("rrWhile != FwdDelay", TO_HOME, "UCT", TO_HOME));
+}
+
+TEST_F(RootPort, AgreementEndsTheSyncThatWouldBeAnswered) {
+    letAllSync();
+    cist->agree = 0;
+    cist->sync = 1;
+    EXPECT_THAT(run(), ElementsAre(AGREES, "jump to ROOT_AGREED", "UCT", TO_HOME));
+}
+
+TEST_F(RootPort, ForwardsAtOnceWhenItLearnsAndTheOthersHaveGivenWay) {
+    waiting();
+    letReRoot();
+    cist->learn = 1;
+    EXPECT_THAT(run(), ElementsAre(FORWARDS, "jump to ROOT_FORWARD", "UCT", TO_HOME, REROOTED,
+                                   "jump to REROOTED", "UCT", TO_HOME));
+}
+
+TEST_F(RootPort, ThatLearnsWaitsInPlainSpanningTreeAlsoWhenTheOthersHaveGivenWay) {
+    waiting();
+    letReRoot();
+    cist->learn = 1;
+    port->rstpVersion = 0;
+    EXPECT_THAT(run(), IsEmpty());
+}
+
+TEST_F(RootPort, ThatLearnsWaitsAfterHavingBeenBackupAlsoWhenTheOthersHaveGivenWay) {
+    waiting();
+    letReRoot();
+    cist->learn = 1;
+    cist->rbWhile = WAITING;
+    EXPECT_THAT(run(), IsEmpty());
 }
 
 // ---- designated
@@ -665,6 +720,27 @@ TEST_F(DesignatedPort, DoesNotLearnWhileItShallSync) {
     cist->sync = 1;
     cist->synced = 0;
     EXPECT_THAT(run(), IsEmpty());
+}
+
+TEST_F(DesignatedPort, AgreementEndsTheSyncThatWouldBeAnswered) {
+    letAllSync();
+    cist->agree = 0;
+    cist->sync = 1;
+    EXPECT_THAT(run(), ElementsAre(AGREES_TOO, "jump to DESIGNATED_AGREED", "UCT", TO_HOME));
+}
+
+TEST_F(DesignatedPort, PortThatIsQuietIsInSyncInsteadOfDiscarding) {
+    waiting();
+    outOfSync();
+    cist->learn = 1;
+    EXPECT_THAT(run(), ElementsAre(SYNCS, "jump to DESIGNATED_SYNCED", "UCT", TO_HOME));
+}
+
+TEST_F(DesignatedPort, DiscardsLearnsAndForwardsInOnePassWhenDisputedAndAgreed) {
+    cist->disputed = 1;
+    EXPECT_THAT(run(), ElementsAre(DISCARDS, "jump to DESIGNATED_DISCARD", "UCT", TO_HOME, LEARNS,
+                                   "jump to DESIGNATED_LEARN", "UCT", TO_HOME, FORWARDS,
+                                   "jump to DESIGNATED_FORWARD", "UCT", TO_HOME));
 }
 
 } // namespace

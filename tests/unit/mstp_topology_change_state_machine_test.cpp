@@ -372,6 +372,14 @@ TEST_F(TopologyChange, ForwardingInAnotherRoleIsNone) {
     }
 }
 
+TEST_F(TopologyChange, LearningForgetsWhatWasHeardBeforeItDetectsAChange) {
+    learning(cist);
+    cist->forward = 1;
+    cist->rcvdTc = 1;
+    EXPECT_THAT(run(), ElementsAre(BANNER, HEARD, TO_LEARNING, FORWARDS, TO_DETECTED, "UCT",
+                                   TO_ACTIVE));
+}
+
 TEST_F(TopologyChange, EdgePortThatForwardsAsDesignatedDetectsNone) {
     learning(cist);
     cist->forward = 1;
@@ -439,6 +447,16 @@ TEST_F(TopologyChange, TcnOnADesignatedPortIsAcknowledgedPropagatedAndCountedOnc
                             "topologyChange=1", "topologyChangesCount=1"));
     EXPECT_EQ(other->tcProp, 1);
     EXPECT_EQ(third->tcProp, 1);
+}
+
+// As it is received: a TCN sets both flags.
+TEST_F(TopologyChange, TcnThatIsAlsoAChangeHeardIsTakenAsATcnOnce) {
+    active(cist);
+    cist->rcvdTcn = cist->rcvdTc = 1;
+    EXPECT_THAT(run(), ElementsAre(BANNER, "rcvdTcn", TO_NOTIFIED_TCN, "UCT", TO_NOTIFIED_TC, "UCT",
+                                   TO_ACTIVE));
+    EXPECT_EQ(cist->xst->topologyChangesCount, 1U);
+    EXPECT_EQ(cist->tcWhile, 3);
 }
 
 TEST_F(TopologyChange, ActiveTakesAChangeHeard) {
