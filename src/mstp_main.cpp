@@ -97,10 +97,18 @@ static uint32_t numberArgument(int32_t argc, char** argv, int32_t which) {
         return 0;
     }
     const char* text = argv[which];
-    const int32_t value = atoi(text);
+    errno = 0;
+    const long number = strtol(text, nullptr, 10);
+    const auto value = static_cast<int32_t>(number);
+    const char* fault = nullptr;
     if (text[0] == '\0' || text[strspn(text, "0123456789")] != '\0') {
-        fprintf(stderr, "%s: argument %d, \"%s\", is not a decimal number; taken as %d\n", argv[0],
-                which, text, value);
+        fault = "is not a decimal number";
+    } else if (errno != 0 || value != number) {
+        fault = "is too great";
+    }
+    if (fault != nullptr) {
+        fprintf(stderr, "%s: argument %d, \"%s\", %s; taken as %d\n", argv[0], which, text, fault,
+                value);
     }
     return static_cast<uint32_t>(value);
 }

@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 
+#include "mstp_bridge.h"
 #include "mstp_nm.h"
+#include "mstp_xst.h"
 
 // Instance i carries the VLANs i * 10 and, that regions differ, one more of its region's.
 static constexpr uint32_t VLANS_PER_INSTANCE = 10;
@@ -173,6 +177,64 @@ void Simulation::noteFallBacks() {
     }
 }
 
+static uint64_t number(const tMstpBridgeId& id) {
+    uint8_t bytes[sizeof id];
+    memcpy(bytes, &id, sizeof id);
+    uint64_t value = 0;
+    for (const uint8_t byte : bytes) {
+        value = value << 8 | byte;
+    }
+    return value;
+}
+
+// What a bridge of an MSTI says of the CIST's root has no meaning there.
+static std::string words(uint32_t instance, const oracle::Knowledge& known) {
+    char text[160];
+    snprintf(text, sizeof text, "regional root %016llx at cost %llu, %u hops left",
+             static_cast<unsigned long long>(known.regionalRoot),
+             static_cast<unsigned long long>(known.internalCost), known.hops);
+    std::string all = text;
+    if (instance == 0) {
+        snprintf(text, sizeof text, ", root %016llx at cost %llu",
+                 static_cast<unsigned long long>(known.root),
+                 static_cast<unsigned long long>(known.externalCost));
+        all += text;
+    }
+    return all;
+}
+
+static oracle::Knowledge knowledgeOf(uint32_t instance) {
+    oracle::Knowledge known;
+    const tMstpXst* xst = mstpXstGet(mstpBridgeGet(1), instance);
+    if (xst == nullptr) {
+        return known;
+    }
+    known.root = number(xst->rootPriority.rootId);
+    known.externalCost = xst->rootPriority.extRootPathCost;
+    known.regionalRoot = number(xst->rootPriority.rRootId);
+    known.internalCost = xst->rootPriority.intRootPathCost;
+    known.hops = xst->rootTimes.remainingHops;
+    return known;
+}
+
+// What bridges know that are too far away goes round in circles.
+void Simulation::checkKnowledge(const oracle::Trees& trees, std::vector<std::string>& lines) {
+    if (!trees.tooFar.empty()) {
+        return;
+    }
+    for (const auto& [key, expected] : trees.knowledge) {
+        const auto& [bridge, instance] = key;
+        oracle::Knowledge actual;
+        m_network.on(bridge, [&, i = instance] { actual = knowledgeOf(i); });
+        const std::string is = words(instance, actual);
+        const std::string paper = words(instance, expected);
+        if (is != paper) {
+            lines.push_back("bridge " + std::to_string(bridge) + " instance " +
+                            std::to_string(instance) + " knows of " + is + "; on paper " + paper);
+        }
+    }
+}
+
 std::vector<std::string> Simulation::differences() {
     std::vector<std::string> lines;
     noteFallBacks();
@@ -180,6 +242,7 @@ std::vector<std::string> Simulation::differences() {
     for (const uint32_t segment : trees.yielding) {
         checkYielding(segment, trees, lines);
     }
+    checkKnowledge(trees, lines);
     for (const auto& [port, role] : trees.roles) {
         const uint32_t actual = m_network.role(port.bridge, port.instance, port.unit);
         if (actual != static_cast<uint32_t>(role)) {

@@ -38,6 +38,7 @@ class Simulation {
     void configure(uint32_t bridge);
     void configurePorts(uint32_t bridge);
     void noteFallBacks();
+    void checkKnowledge(const oracle::Trees& trees, std::vector<std::string>& lines);
     void checkYielding(uint32_t segment, oracle::Trees& trees, std::vector<std::string>& lines);
 
     Topology m_topology;

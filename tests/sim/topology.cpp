@@ -124,8 +124,8 @@ void mixRegions(Topology& topology, uint32_t seed, uint32_t regions) {
 void mixVersions(Topology& topology, uint32_t seed, uint32_t regions) {
     Random random(seed);
     for (oracle::Bridge& bridge : topology.network.bridges) {
-        static const uint32_t versions[] = {1, 2, 3, 3, 3};
-        bridge.version = versions[random.below(5)];
+        static const uint32_t versions[] = {0, 1, 2, 3, 3, 3};
+        bridge.version = versions[random.below(6)];
         bridge.region = regionName(random.below(regions));
     }
 }

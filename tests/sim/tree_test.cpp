@@ -92,6 +92,20 @@ TEST_P(MixedVersions, ReachThePaperTreeThroughEveryCut) {
     expectTreeThroughEveryCut(topology, MIXED_SETTLE_SECONDS);
 }
 
+TEST_P(MixedVersions, ReachThePaperTreeThroughEveryCutInEveryShape) {
+    const uint32_t seed = GetParam();
+    const uint32_t instances = 1 + seed / 4 % 4;
+    const uint32_t bridges = 2 + seed % 15;
+    Topology topology = seed % 4 == 0   ? chain(bridges, instances)
+                        : seed % 4 == 1 ? ring(2 + bridges % 15, instances)
+                        : seed % 4 == 2 ? mesh(2 + bridges % 6, instances)
+                                        : randomGraph(bridges, 2, instances, seed);
+    shufflePriorities(topology, seed);
+    mixVersions(topology, seed);
+    topology.name = "mixed " + topology.name;
+    expectTreeThroughEveryCut(topology, MIXED_SETTLE_SECONDS);
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, MixedVersions, testing::Range(1U, 61U));
 
 class Ports : public testing::TestWithParam<uint32_t> {};

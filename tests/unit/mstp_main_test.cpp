@@ -335,6 +335,16 @@ TEST_F(CommandLine, WordThatIsNoNumberIsNamed) {
     EXPECT_THAT(errors, HasSubstr("argument 3, \"12x\", is not a decimal number; taken as 12"));
 }
 
+TEST_F(CommandLine, NumberThatIsTooGreatIsNamed) {
+    start({"mstp-daemon", "sw1", "0", "4294967296", "0", "0", "0", "0"});
+    EXPECT_THAT(errors, HasSubstr("argument 3, \"4294967296\", is too great; taken as 0"));
+}
+
+TEST_F(CommandLine, NumberThatNoMachineHoldsIsNamed) {
+    start({"mstp-daemon", "sw1", "0", "99999999999999999999", "0", "0", "0", "0"});
+    EXPECT_THAT(errors, HasSubstr("argument 3, \"99999999999999999999\", is too great"));
+}
+
 // ---- signals
 
 TEST_F(CommandLine, SignalUsr1PrintsEverything) {

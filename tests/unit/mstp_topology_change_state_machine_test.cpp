@@ -376,8 +376,8 @@ TEST_F(TopologyChange, LearningForgetsWhatWasHeardBeforeItDetectsAChange) {
     learning(cist);
     cist->forward = 1;
     cist->rcvdTc = 1;
-    EXPECT_THAT(run(), ElementsAre(BANNER, HEARD, TO_LEARNING, FORWARDS, TO_DETECTED, "UCT",
-                                   TO_ACTIVE));
+    EXPECT_THAT(run(),
+                ElementsAre(BANNER, HEARD, TO_LEARNING, FORWARDS, TO_DETECTED, "UCT", TO_ACTIVE));
 }
 
 TEST_F(TopologyChange, EdgePortThatForwardsAsDesignatedDetectsNone) {

@@ -162,7 +162,11 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+        if (error.get_exit_code() != 0) {
+            throw WrongForm(std::string(error.what()) + "; see \"mstp --help\"");
+        }
+        app.exit(error);
+        return EXIT_DONE;
     }
     if (!arguments.script.empty()) {
         return runScript(std::cerr, daemon, arguments.script) ? EXIT_DONE : EXIT_REFUSED;

@@ -133,6 +133,11 @@ TEST_F(ClientTest, AWrongCommandLineEndsWithCodeTwo) {
     EXPECT_EQ(client("").status, 2);
 }
 
+TEST_F(ClientTest, AWrongOptionIsNamedInOneLineOnStandardError) {
+    EXPECT_EQ(run("(" MSTP_CLIENT " --bogus 2>&1 >/dev/null)").output,
+              "mstp: The following argument was not expected: --bogus; see \"mstp --help\"\n");
+}
+
 TEST_F(ClientTest, WithoutADaemonItSaysWhatToDo) {
     stop();
 
