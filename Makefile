@@ -23,18 +23,19 @@ demo:
 # A Debian package of the programs, for this machine's kind.
 package:
 	@scripts/install-deps package
-	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
+	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF >/dev/null
 	@cmake --build build/package -j2
 	@cd build/package && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p'
 
-# Kernel bridges in a virtual machine, the package in a clean root, frames before a packet decoder.
+test:
+	@scripts/install-deps test extra package
+	@scripts/test
+
+# The part of the tests that needs more than any kernel: kernel bridges in a virtual machine, the
+# package in a clean root, frames before a packet decoder.
 test-extra:
 	@scripts/install-deps test extra package
 	@scripts/test-extra
-
-test:
-	@scripts/install-deps test
-	@scripts/test
 
 bench:
 	@scripts/install-deps bench

@@ -1,7 +1,7 @@
 #!/bin/bash
 # The Debian package in a clean root: what is in it, and that the unit's commands work as the unit runs
 # them - no root, two rights - on a kernel bridge of this machine's first network namespace.
-# Usage: install_test.sh (needs root). The clean root is kept in build/test-root.
+# Usage: install_test.sh BUILD-FOLDER (needs root; the programs are built). The clean root is kept in build/test-root.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 top=$(cd "$here/../.." && pwd)
@@ -85,7 +85,7 @@ as_unit() {
 
 # ---- the package
 
-package=$(make -s -C "$top" package | tail -1)
+package=$(cd "$1" && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p')
 [ -f "$package" ] || { echo "no package was made: $package"; exit 1; }
 make_root || { echo "the clean root could not be made"; exit 1; }
 cp "$package" "$root/mstp.deb"
