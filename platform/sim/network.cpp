@@ -188,6 +188,9 @@ void Network::watchSwitch(uint32_t number) {
         m_nodes[number]->rolesMayDiffer = true;
         tell([&](Observer& observer) { observer.driverPassed({m_time, number, events}); });
     };
+    sw.onTake = [this, number](Source source) {
+        tell([&](Observer& observer) { observer.served(m_time, number, source); });
+    };
     sw.onPost = [this, number](uint32_t events) {
         m_nodes[number]->counters.posts++;
         m_nodes[number]->rolesMayDiffer = true;
@@ -300,6 +303,7 @@ void Network::iterate(uint32_t number) {
     }
     swapIn(node);
     const int32_t ready = node.lookAgain ? mstpLoopWait(node.loop.get()) : node.ready;
+    node.sw.onTake(Source::Timers);
     const uint64_t allocated = allocations();
     mstpLoopServe(node.loop.get(), ready);
     node.counters.allocations += allocations() - allocated;
@@ -319,6 +323,7 @@ bool Network::on(uint32_t number, const std::function<void()>& work) {
         return false;
     }
     swapIn(node);
+    node.sw.onTake(Source::Management);
     work();
     if (node.state == NodeState::Running) {
         sleep(number);
@@ -352,6 +357,22 @@ void Network::request(uint32_t number, const std::vector<uint8_t>& message,
     node.sw.requests.push_back(std::move(bytes));
     node.waiting.push_back(std::move(done));
     wake(number);
+}
+
+std::vector<uint8_t> Network::exchange(uint32_t number, const std::vector<uint8_t>& message) {
+    if (m_nodes[number]->state != NodeState::Running) {
+        return {};
+    }
+    bool done = false;
+    std::vector<uint8_t> reply;
+    request(number, message, [&](const std::vector<uint8_t>& answer) {
+        done = true;
+        reply = answer;
+    });
+    while (!done) {
+        iterate(number);
+    }
+    return reply;
 }
 
 // A request is done when the daemon has closed its connection.

@@ -167,6 +167,9 @@ class Network {
     /// none.
     void request(uint32_t node, const std::vector<uint8_t>& message,
                  std::function<void(const std::vector<uint8_t>& reply)> done);
+    /// The same, and lets the daemon's loop turn until it has answered. No time passes.
+    /// @return the reply; empty also where no daemon runs or it is hung
+    std::vector<uint8_t> exchange(uint32_t node, const std::vector<uint8_t>& message);
 
     // ---- traffic
 

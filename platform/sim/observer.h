@@ -9,6 +9,8 @@
 
 namespace sim {
 
+enum class Source : uint8_t; // sim_platform.h
+
 /// An interface of a switch, or a host: then @c node is HOST plus the host's number.
 struct LinkEnd {
     uint32_t node = 0;
@@ -126,6 +128,8 @@ class Observer {
     /// Work was posted to the loop: a pass, or whatever the bits say, follows a tick later.
     virtual void workPosted(const PassEvent& /*event*/) {}
     virtual void driverPassed(const PassEvent& /*event*/) {}
+    /// A daemon turns to something. It is swapped in; what it does comes after this, in order.
+    virtual void served(uint64_t /*time*/, uint32_t /*node*/, Source /*source*/) {}
     /// A daemon's loop has made a turn, or management has acted on it: its records are at rest.
     virtual void turned(uint64_t /*time*/, uint32_t /*node*/) {}
     /// A line on the daemon's debug channel, without prefix and line break.

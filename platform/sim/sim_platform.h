@@ -44,6 +44,10 @@ struct Frame {
     size_t pieces = 0; ///< of the gathered send
 };
 
+/// What a daemon turns to. A turn of its loop begins with the timers that are due and goes on with
+/// at most one of each of the next three; management acts from outside the loop.
+enum class Source : uint8_t { Timers, Frame, Command, Link, Management };
+
 struct Switch {
     std::map<uint32_t, Interface> interfaces; ///< by unit
     std::vector<uint8_t> systemMac = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
@@ -81,6 +85,7 @@ struct Switch {
     std::function<void(const std::string& line)> onTrace; ///< takes a debug line
     std::function<void(uint32_t events)> onPass;          ///< a driver pass begins
     std::function<void(uint32_t events)> onPost;          ///< work was posted to the loop
+    std::function<void(Source source)> onTake;            ///< the loop turns to what waits there
 
     /// Adds (or finds) an interface; its name is "port" and the unit, its number the unit.
     Interface& add(uint32_t unit);

@@ -47,6 +47,12 @@ static int resultOf(const std::string& name) {
     return -1;
 }
 
+static void take(sim::Source source) {
+    if (sim::here().onTake) {
+        sim::here().onTake(source);
+    }
+}
+
 // Records a call; gives its result.
 static int answer(const std::string& call) {
     sim::Switch& sw = sim::here();
@@ -143,6 +149,7 @@ int __wrap_accept(int fd, sockaddr* address, socklen_t* length) {
     if (answer("accept:command") != 0 || sw.requests.empty()) {
         return -1;
     }
+    take(sim::Source::Command);
     clientOffset = 0;
     clientReceives = 0;
     sw.replies.emplace_back();
@@ -226,6 +233,7 @@ int32_t platformPktRecv(int32_t /*fd*/, msghdr* message) {
         errno = EAGAIN;
         return -1;
     }
+    take(sim::Source::Frame);
     const sim::Frame frame = sw.received.front();
     sw.received.pop_front();
     const size_t length = std::min(frame.bytes.size(), message->msg_iov[0].iov_len);
@@ -263,6 +271,7 @@ int32_t platformLinkRecv(int32_t /*fd*/, void* buffer, uint32_t length) {
         errno = EAGAIN;
         return -1;
     }
+    take(sim::Source::Link);
     const std::vector<uint8_t> datagram = sw.linkMessages.front();
     sw.linkMessages.pop_front();
     const size_t count = std::min<size_t>(datagram.size(), length);
