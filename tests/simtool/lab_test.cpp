@@ -173,7 +173,24 @@ TEST(Lab, TellsWhatWasFoundInstead) {
 TEST(Lab, TellsOfASettingThatADaemonRefuses) {
     const Trial run(twoBridges("events: [{at: 30s, set: sw1 instance 7 priority 0}]"));
     EXPECT_THAT(run.failures(),
-                ElementsAre("sw1 takes: set instance 7 priority 0; found: refused"));
+                ElementsAre("sw1 takes: set instance 7 priority 0; found: there is no instance 7 "
+                            "(mstp instance add 7)"));
+}
+
+TEST(Lab, LetsACommandWaitForADaemonThatIsHung) {
+    const Trial run(twoBridges("events:\n"
+                               "  - {at: 30s, hang: {bridge: sw2, for: 5s}}\n"
+                               "  - {at: 31s, set: sw2 bridge hello-time 1}\n"
+                               "  - {at: 34s, expect: {get: sw2 bridge hello-time, is: 2}}\n"
+                               "  - {at: 36s, expect: {get: sw2 bridge hello-time, is: 1}}\n"));
+    EXPECT_THAT(run.failures(), IsEmpty());
+}
+
+TEST(Lab, RefusesACommandToADaemonThatIsGone) {
+    const Trial run(
+        twoBridges("events: [{at: 30s, crash: sw2}, {at: 31s, set: sw2 bridge hello-time 1}]"));
+    EXPECT_THAT(run.failures(), ElementsAre("sw2 takes: set bridge hello-time 1; found: no daemon "
+                                            "runs there"));
 }
 
 TEST(Lab, StartsABridgeLate) {

@@ -85,13 +85,13 @@ void Lab::build() {
     }
 }
 
-void Lab::refused(uint32_t bridge, const std::string& what) {
+void Lab::refused(uint32_t bridge, const std::string& what, const std::string& why) {
     const std::string& name = m_scenario.bridges[bridge].name;
-    m_failures.push_back({m_network.time(), {}, name + " takes: " + what, "refused"});
+    m_failures.push_back({m_network.time(), {}, name + " takes: " + what, why});
     Entry entry;
     entry.time = m_network.time();
     entry.kind = EntryKind::Failed;
-    entry.text = name + " refuses: " + what;
+    entry.text = name + " refuses: " + what + (why == "refused" ? "" : ": " + why);
     m_recorder.note(entry);
 }
 
@@ -237,13 +237,7 @@ void Lab::perform(const Event& event) {
                         [&](const Impair& e) { m_network.impair(e.link, e.options); },
                         [&](const SetLife& e) { life(e); },
                         [&](const Hang& e) { m_network.hang(e.bridge, e.length); },
-                        [&](const Configure& e) {
-                            bool done = false;
-                            m_network.on(e.bridge, [&] { done = applyHere(e.command); });
-                            if (!done) {
-                                refused(e.bridge, commandWords(e.command));
-                            }
-                        },
+                        [&](const Configure& e) { command(e); },
                         [&](const Send& e) { repeat(e.repeat, [=] { sendOnce(e); }); },
                         [&](const Inject& e) { repeat(e.repeat, [this, &e] { inject(e); }); },
                         [](const Expect&) {}},

@@ -60,7 +60,8 @@ class Lab {
     void repeat(const Repeat& repeat, const std::function<void()>& work);
     void repeatUntil(Microseconds every, Microseconds end, std::function<void()> work);
     void inject(const Inject& inject);
-    void refused(uint32_t bridge, const std::string& what);
+    void command(const Configure& configure);
+    void refused(uint32_t bridge, const std::string& what, const std::string& why = "refused");
 
     // expectations
     void check(const Event& event, const Expect& expect);

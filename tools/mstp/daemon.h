@@ -27,6 +27,9 @@ class Daemon {
   public:
     /// @param runFolder  where the daemon's socket lies
     explicit Daemon(std::string runFolder) : m_runFolder(std::move(runFolder)) {}
+    virtual ~Daemon() = default;
+    Daemon(const Daemon&) = default;
+    Daemon& operator=(const Daemon&) = default;
 
     /// --run-dir, else MSTP_RUN_DIR, else /tmp.
     static std::string defaultRunFolder();
@@ -46,10 +49,13 @@ class Daemon {
 
     std::string socketPath() const { return m_runFolder + "/mstpCmd.socket"; }
 
+  protected:
+    /// Sends a message and waits for the reply. @throws Unreachable
+    virtual std::vector<uint8_t> exchange(const std::vector<uint8_t>& message) const;
+
   private:
     Reply request(uint32_t selector, const Keys& keys, uint32_t attribute, uint8_t type,
                   const std::vector<uint8_t>& value) const;
-    std::vector<uint8_t> exchange(const std::vector<uint8_t>& message) const;
 
     std::string m_runFolder;
 };
