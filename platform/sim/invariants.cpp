@@ -110,35 +110,66 @@ std::vector<uint32_t> cutOffNodes(const Network& network, uint32_t vlan, const E
 
 namespace {
 
+const char* groupStateWord(uint32_t state) {
+    switch (state) {
+    case STG_PORT_BLOCKING:
+        return "blocking";
+    case STG_PORT_LISTENING:
+        return "listening";
+    case STG_PORT_LEARNING:
+        return "learning";
+    case STG_PORT_FORWARDING:
+        return "forwarding";
+    default:
+        return "disabled";
+    }
+}
+
+const char* stateWord(uint32_t state) {
+    switch (state) {
+    case MSTP_PORT_STATE_DISCARDING:
+        return "discarding";
+    case MSTP_PORT_STATE_LEARNING:
+        return "learning";
+    case MSTP_PORT_STATE_FORWARDING:
+        return "forwarding";
+    default:
+        return "disabled";
+    }
+}
+
 class Bounds {
   public:
     Bounds(const Network& network, uint32_t node) : m_network(network), m_node(node) {}
 
-    std::vector<std::string> check() {
+    std::vector<Violation> check() {
         const tMstp& context = m_network.node(m_node).context;
         for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
             tMstpPort& port = context.ports[p];
             if (port.state != MSTP_SLOT_IN_USE) {
                 continue;
             }
-            m_where = "port " + std::to_string(port.unit);
+            m_unit = port.unit;
+            m_instance.clear();
             checkPort(port);
             for (uint32_t i = 0; i < context.xstLimit; i++) {
                 if (port.xstPorts[i].state == MSTP_SLOT_IN_USE) {
-                    m_where =
-                        "port " + std::to_string(port.unit) + " instance " + std::to_string(i);
+                    m_instance = i == 0 ? " in the CIST" : " in MSTI " + std::to_string(i);
                     checkXstPort(port.xstPorts[i]);
                 }
             }
         }
-        return m_lines;
+        return m_found;
     }
 
   private:
+    void add(const std::string& text) {
+        m_found.push_back({m_network.time(), m_node, m_unit, text + m_instance});
+    }
+
     void atMost(const char* what, uint32_t value, uint32_t bound) {
         if (value > bound) {
-            m_lines.push_back(m_where + ": " + what + " is " + std::to_string(value) +
-                              ", at most " + std::to_string(bound));
+            add(what + (" is " + std::to_string(value)) + ", at most " + std::to_string(bound));
         }
     }
 
@@ -147,8 +178,8 @@ class Bounds {
         atMost(what, value, bound);
         const bool armed = listLinked(&timer.node);
         if (armed != (value != 0)) {
-            m_lines.push_back(m_where + ": " + what + " is " + std::to_string(value) +
-                              (armed ? " and its timer runs" : " and no timer runs"));
+            add(what + (" is " + std::to_string(value)) +
+                (armed ? " and its timer runs" : " and no timer runs"));
         }
         const auto remaining = static_cast<uint32_t>(timerRemain(&timer));
         atMost(what, remaining, value * TIMER_TICKS_PER_SECOND);
@@ -186,21 +217,30 @@ class Bounds {
         const bool blocks =
             port.hwState == MSTP_PORT_STATE_DISCARDING || port.hwState == MSTP_PORT_STATE_LEARNING;
         if (blocks == (state->second == STG_PORT_FORWARDING)) {
-            m_lines.push_back(m_where + ": hardware state " + std::to_string(state->second) +
-                              " does not follow state " + std::to_string(port.hwState));
+            add(std::string("the hardware state ") + groupStateWord(state->second) +
+                " does not follow the state " + stateWord(port.hwState));
         }
     }
 
     const Network& m_network;
     uint32_t m_node;
-    std::string m_where;
-    std::vector<std::string> m_lines;
+    uint32_t m_unit = 0;
+    std::string m_instance; ///< where it is
+    std::vector<Violation> m_found;
 };
 
 } // namespace
 
-std::vector<std::string> outOfBounds(const Network& network, uint32_t node) {
+std::vector<Violation> violatedBounds(const Network& network, uint32_t node) {
     return Bounds(network, node).check();
+}
+
+std::vector<std::string> outOfBounds(const Network& network, uint32_t node) {
+    std::vector<std::string> lines;
+    for (const Violation& violation : violatedBounds(network, node)) {
+        lines.push_back("port " + std::to_string(violation.unit) + ": " + violation.text);
+    }
+    return lines;
 }
 
 // ---- the watch
@@ -255,6 +295,13 @@ void Invariants::driverPassed(const PassEvent& /*event*/) {
     m_passed = true;
 }
 
+// Seconds, to the microsecond.
+static std::string clockText(uint64_t time) {
+    static constexpr uint64_t MICROSECONDS = 1'000'000;
+    const std::string rest = std::to_string(MICROSECONDS + time % MICROSECONDS);
+    return std::to_string(time / MICROSECONDS) + "." + rest.substr(1) + " s";
+}
+
 void Invariants::report(uint64_t time, uint32_t vlan, Watch& watch) {
     m_longestLoop = std::max(m_longestLoop, time - watch.since);
     if (watch.reported || time - watch.since < m_grace) {
@@ -263,17 +310,20 @@ void Invariants::report(uint64_t time, uint32_t vlan, Watch& watch) {
     watch.reported = true;
     add({time, NO_END, 0,
          "VLAN " + std::to_string(vlan) + " has had a loop of forwarding ports since " +
-             std::to_string(watch.since) + " us"});
+             clockText(watch.since),
+         watch.link});
 }
 
 void Invariants::look(uint64_t time, uint32_t vlan, Watch& watch) {
     watch.changed = false;
-    const bool loops = !forwardingCycles(m_network, vlan, m_excuses).empty();
+    const std::vector<uint32_t> cycles = forwardingCycles(m_network, vlan, m_excuses);
+    const bool loops = !cycles.empty();
     if (watch.looping) {
         report(time, vlan, watch);
     }
     if (loops && !watch.looping) {
         watch.since = time;
+        watch.link = cycles[0];
         watch.reported = false;
     }
     watch.looping = loops;
@@ -293,8 +343,8 @@ void Invariants::checkDaemon(uint64_t time, uint32_t node) {
         return;
     }
     m_passed = false;
-    for (const std::string& line : outOfBounds(m_network, node)) {
-        add({time, node, 0, line});
+    for (const Violation& violation : violatedBounds(m_network, node)) {
+        add(violation);
     }
 }
 
@@ -326,16 +376,27 @@ void Invariants::testFrameLooped(const TestFrame& frame, LinkEnd at) {
     }
 }
 
-std::vector<std::string> Invariants::settledViolations() const {
-    std::vector<std::string> lines;
+std::vector<Violation> Invariants::settled() const {
+    std::vector<Violation> found;
+    const uint64_t now = m_network.time();
     for (const auto& [vlan, watch] : m_watches) {
-        const std::string prefix = "VLAN " + std::to_string(vlan) + ": ";
+        const std::string where = " in VLAN " + std::to_string(vlan);
         for (const uint32_t link : forwardingCycles(m_network, vlan, m_excuses)) {
-            lines.push_back(prefix + "link " + std::to_string(link) + " closes a loop");
+            found.push_back({now, NO_END, 0, "closes a loop" + where, link});
         }
         for (const uint32_t node : cutOffNodes(m_network, vlan, m_excuses)) {
-            lines.push_back(prefix + "bridge " + std::to_string(node) + " is cut off");
+            found.push_back({now, node, 0, "is cut off" + where});
         }
+    }
+    return found;
+}
+
+std::vector<std::string> Invariants::settledViolations() const {
+    std::vector<std::string> lines;
+    for (const Violation& each : settled()) {
+        const std::string who = each.link != NO_END ? "link " + std::to_string(each.link)
+                                                    : "bridge " + std::to_string(each.node);
+        lines.push_back(who + " " + each.text);
     }
     return lines;
 }

@@ -18,7 +18,8 @@ struct Violation {
     uint64_t time = 0;
     uint32_t node = 0; ///< NO_END where no single one is to blame
     uint32_t unit = 0; ///< 0 where no single one is to blame
-    std::string text;
+    std::string text;  ///< names neither: whoever tells it has better names than numbers
+    uint32_t link = NO_END;
 };
 
 /// What a check of the trees leaves out, because a user has asked for it or because the protocol
@@ -38,8 +39,10 @@ std::vector<uint32_t> forwardingCycles(const Network& network, uint32_t vlan,
 std::vector<uint32_t> cutOffNodes(const Network& network, uint32_t vlan,
                                   const Excuses& excuses = {});
 
-/// Counters, timers and enumerations of a daemon that are out of their bounds, one line each. The
-/// bounds of the counters are those that management lets the times be set to.
+/// Counters, timers and enumerations of a daemon that are out of their bounds. The bounds of the
+/// counters are those that management lets the times be set to.
+std::vector<Violation> violatedBounds(const Network& network, uint32_t node);
+/// The same, one line each.
 std::vector<std::string> outOfBounds(const Network& network, uint32_t node);
 
 class Invariants : public Observer {
@@ -62,7 +65,10 @@ class Invariants : public Observer {
     uint64_t longestLoop() const { return m_longestLoop; }
 
     /// What must hold in a network that has settled: every watched VLAN's forwarding ports make a
-    /// tree that connects what is connected. One line each.
+    /// tree that connects what is connected. Each names the link or the bridge of which its text
+    /// goes on: "closes a loop in VLAN 1", "is cut off in VLAN 1".
+    std::vector<Violation> settled() const;
+    /// The same, one line each.
     std::vector<std::string> settledViolations() const;
 
     void stateChanged(const StateEvent& event) override;
@@ -78,6 +84,7 @@ class Invariants : public Observer {
         bool looping = false;
         bool reported = false; ///< this loop
         uint64_t since = 0;
+        uint32_t link = NO_END; ///< that closed the loop
     };
 
     void add(const Violation& violation);

@@ -265,7 +265,8 @@ std::vector<std::string> Simulation::violations() const {
     std::vector<std::string> lines;
     for (const sim::Violation& violation : m_invariants->violations()) {
         lines.push_back(std::to_string(violation.time) + " us, bridge " +
-                        std::to_string(violation.node) + ": " + violation.text);
+                        std::to_string(violation.node) + " port " + std::to_string(violation.unit) +
+                        ": " + violation.text);
     }
     return lines;
 }

@@ -33,15 +33,23 @@ static std::vector<uint32_t> vlansOf(const Scenario& scenario) {
 
 Verifier::Verifier(Lab& lab) : m_lab(lab), m_invariants(lab.network(), vlansOf(lab.scenario())) {}
 
+// Where a violation is, by the scenario's names.
+static std::string placeName(const Scenario& scenario, const sim::Violation& violation) {
+    if (violation.link < scenario.links.size()) {
+        return "link " + scenario.links[violation.link].name;
+    }
+    if (violation.node >= scenario.bridges.size()) {
+        return "";
+    }
+    return scenario.bridges[violation.node].name +
+           (violation.unit != 0 ? "." + std::to_string(violation.unit) : "");
+}
+
 void Verifier::finish() {
     for (const sim::Violation& violation : m_invariants.violations()) {
-        std::string where;
-        if (violation.node < m_lab.scenario().bridges.size()) {
-            where = m_lab.scenario().bridges[violation.node].name;
-            where += violation.unit != 0 ? "." + std::to_string(violation.unit) : "";
-            where += ": ";
-        }
-        m_lab.fail(violation.time, {}, "what holds at every moment", where + violation.text);
+        const std::string place = placeName(m_lab.scenario(), violation);
+        m_lab.fail(violation.time, {}, "what holds at every moment",
+                   place + (place.empty() ? "" : ": ") + violation.text);
     }
     if (m_lab.network().lastChange() + QUIET <= m_lab.network().time()) {
         checkTrees();
@@ -49,8 +57,9 @@ void Verifier::finish() {
 }
 
 void Verifier::checkTrees() {
-    for (const std::string& line : m_invariants.settledViolations()) {
-        m_lab.fail(m_lab.network().time(), {}, "a tree for every VLAN", line);
+    for (const sim::Violation& violation : m_invariants.settled()) {
+        m_lab.fail(violation.time, {}, "a tree for every VLAN",
+                   placeName(m_lab.scenario(), violation) + " " + violation.text);
     }
     compareTrees();
 }
