@@ -106,4 +106,55 @@ std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, 
     return points;
 }
 
+// Half of what is missing each; nodes in one place part in directions of their own.
+static bool part(Point& a, Point& b, double room, double direction) {
+    const double dx = b.x - a.x;
+    const double dy = b.y - a.y;
+    const double distance = std::sqrt(dx * dx + dy * dy);
+    if (distance >= room) {
+        return false;
+    }
+    const bool apart = distance > 1e-6;
+    const Point towards = apart ? Point{dx / distance, dy / distance}
+                                : Point{std::cos(direction), std::sin(direction)};
+    const double step = (room - distance) / 2 + 0.1;
+    a = {a.x - towards.x * step, a.y - towards.y * step};
+    b = {b.x + towards.x * step, b.y + towards.y * step};
+    return true;
+}
+
+// How much of its room to its nearest neighbour the node in the middle of all has.
+static double usualRoom(const std::vector<Point>& points, const std::vector<double>& rooms) {
+    std::vector<double> shares(points.size(), 1);
+    for (size_t a = 0; a < points.size(); a++) {
+        for (size_t b = 0; b < points.size(); b++) {
+            const double distance =
+                std::hypot(points[b].x - points[a].x, points[b].y - points[a].y);
+            shares[a] = a == b ? shares[a] : std::min(shares[a], distance / (rooms[a] + rooms[b]));
+        }
+    }
+    const auto middle = shares.begin() + std::ssize(shares) / 2;
+    std::nth_element(shares.begin(), middle, shares.end());
+    return middle == shares.end() ? 1 : std::max(*middle, 0.1);
+}
+
+void spread(std::vector<Point>& points, const std::vector<double>& rooms) {
+    const double stretch = 1.001 / usualRoom(points, rooms);
+    for (Point& point : points) {
+        point = {point.x * stretch, point.y * stretch};
+    }
+    static constexpr uint64_t WORK = 100'000'000;
+    static constexpr uint64_t MOST_ROUNDS = 500;
+    const uint64_t pairs = uint64_t(points.size()) * points.size() / 2 + 1;
+    bool moved = true;
+    for (uint64_t round = 0; moved && round < std::min(MOST_ROUNDS, WORK / pairs); round++) {
+        moved = false;
+        for (size_t a = 0; a < points.size(); a++) {
+            for (size_t b = a + 1; b < points.size(); b++) {
+                moved |= part(points[a], points[b], rooms[a] + rooms[b], static_cast<double>(b));
+            }
+        }
+    }
+}
+
 } // namespace simtool

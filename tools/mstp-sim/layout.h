@@ -18,4 +18,9 @@ void fit(std::vector<Point>& points);
 
 std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, uint32_t>>& links);
 
+/// Stretches the whole until most nodes have their room around them, then pushes the others apart,
+/// as far as that is to be had in a while.
+/// @param rooms  the distance that a node keeps, together with that of the other
+void spread(std::vector<Point>& points, const std::vector<double>& rooms);
+
 } // namespace simtool

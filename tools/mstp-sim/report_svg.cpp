@@ -16,6 +16,8 @@ namespace {
 constexpr double MARGIN = 70;
 constexpr double TITLE = 40;
 constexpr double LEGEND = 60;
+constexpr double BRIDGE_ROOM = 52; // with its ports' dots
+constexpr double OTHER_ROOM = 30;
 
 std::string escaped(const std::string& text) {
     std::string result;
@@ -46,6 +48,15 @@ std::string number(double value) {
     const std::string sign = tenths < 0 ? "-" : "";
     return sign + std::to_string(std::labs(tenths) / 10) + "." +
            std::to_string(std::labs(tenths) % 10);
+}
+
+// Long names are written smaller, so that they stay within their circle while that can be read.
+std::string fontFor(const std::string& text, double radius) {
+    static constexpr double USUAL = 12;
+    static constexpr double LEAST = 6;
+    static constexpr double LETTER = 0.62; // of the font's size, on average
+    const double size = 2 * (radius - 1) / (LETTER * static_cast<double>(text.size()));
+    return size >= USUAL ? "" : " style=\"font-size:" + number(std::max(size, LEAST)) + "px\"";
 }
 
 const char* roleClass(uint32_t role) {
@@ -82,8 +93,7 @@ class Drawing {
         findHubs();
         m_points = layOut(m_firstHost, edges(false));
         placeHosts();
-        fit(m_points);
-        m_side = 220 + 60 * std::sqrt(static_cast<double>(m_points.size()));
+        makeRoom();
     }
 
     void draw() {
@@ -168,8 +178,31 @@ class Drawing {
         }
     }
 
+    // From here on the points are where they are drawn, in a square as large as they need.
+    void makeRoom() {
+        fit(m_points);
+        const double side = 220 + 60 * std::sqrt(static_cast<double>(m_points.size()));
+        std::vector<double> rooms;
+        for (Point& point : m_points) {
+            point = {point.x * side, point.y * side};
+            rooms.push_back(rooms.size() < m_bridges ? BRIDGE_ROOM : OTHER_ROOM);
+        }
+        spread(m_points, rooms);
+        Point least = m_points.empty() ? Point() : m_points[0];
+        Point most = least;
+        for (const Point& point : m_points) {
+            least = {std::min(least.x, point.x), std::min(least.y, point.y)};
+            most = {std::max(most.x, point.x), std::max(most.y, point.y)};
+        }
+        m_side = std::max({side, most.x - least.x, most.y - least.y});
+        const Point shift = {(m_side - most.x - least.x) / 2, (m_side - most.y - least.y) / 2};
+        for (Point& point : m_points) {
+            point = {point.x + shift.x, point.y + shift.y};
+        }
+    }
+
     Point at(uint32_t node) const {
-        return {MARGIN + m_points[node].x * m_side, TITLE + MARGIN + m_points[node].y * m_side};
+        return {MARGIN + m_points[node].x, TITLE + MARGIN + m_points[node].y};
     }
 
     void panel() {
@@ -263,8 +296,8 @@ class Drawing {
         const Point p = at(node);
         m_out << "<circle class=\"" << classes << "\" cx=\"" << number(p.x) << "\" cy=\""
               << number(p.y) << "\" r=\"" << number(radius) << "\"/>\n<text x=\"" << number(p.x)
-              << "\" y=\"" << number(p.y + 4) << "\" text-anchor=\"middle\">" << escaped(text)
-              << "</text>\n";
+              << "\" y=\"" << number(p.y + 4) << "\" text-anchor=\"middle\""
+              << fontFor(text, radius) << ">" << escaped(text) << "</text>\n";
     }
 
     void legend(double top) {
