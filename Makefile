@@ -4,7 +4,7 @@
 PRESET ?= release
 BENCH_FILTER ?= .
 
-.PHONY: all build demo package test test-extra bench format lint clean
+.PHONY: all build demo package test test-extra bench scale format lint clean
 
 all: build
 
@@ -42,6 +42,15 @@ bench:
 	@cmake --preset release -B build/bench -DMSTP_BUILD_TESTS=OFF -DMSTP_BUILD_BENCH=ON >/dev/null
 	@cmake --build build/bench -j2 --target mstp-bench
 	@build/bench/bench/mstp-bench --benchmark_filter='$(BENCH_FILTER)'
+
+# How fast rings of 20 and 160 bridges and a network of 1,000 settle, what bounds it, and what the
+# simulation of them takes.
+scale:
+	@scripts/install-deps build
+	@cmake --preset release -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@nice cmake --build --preset release --target mstp-sim
+	@for file in scenarios/scale/*.yaml; do \
+		build/release/tools/mstp-sim/mstp-sim run --brief --why --cost $$file || exit 1; echo; done
 
 format:
 	@scripts/install-deps lint

@@ -39,7 +39,7 @@ events:
 using Writer = void (*)(std::ostream&, Lab&);
 
 void writeWhole(std::ostream& out, Lab& lab) {
-    writeText(out, lab, true);
+    writeText(out, lab, Detail::Whole);
 }
 
 std::string report(const std::string& scenario, Writer write) {
@@ -158,6 +158,14 @@ TEST(Text, TellsWhatHappenedToInstancesAtOnceOnOneLine) {
                                 "forwarding -> discarding\n"));
 }
 
+TEST(Text, HasTheFiguresAloneWhereItIsBrief) {
+    const std::string text =
+        report(twoBridges("events: [{at: 30s, cut: sw1-sw2}]"),
+               [](std::ostream& out, Lab& lab) { writeText(out, lab, Detail::Brief); });
+    EXPECT_THAT(text, HasSubstr("settled after"));
+    EXPECT_THAT(text, testing::Not(HasSubstr("->")));
+}
+
 TEST(Svg, IsWellFormed) {
     EXPECT_EQ(markupError(report(LOSSY, writeSvg)), "");
 }
@@ -187,6 +195,34 @@ TEST(Comparison, ShowsBothRunsOfAnEvent) {
     writeComparison(out, slow.lab, fast.lab);
     EXPECT_THAT(out.str(), HasSubstr("start a b"));
     EXPECT_THAT(out.str(), HasSubstr("settled A"));
+}
+
+static std::string comparison(const std::string& eventsOfA, const std::string& eventsOfB) {
+    Trial a(twoBridges("events: " + eventsOfA));
+    Trial b(twoBridges("events: " + eventsOfB));
+    std::ostringstream out;
+    writeComparison(out, a.lab, b.lab);
+    return out.str();
+}
+
+TEST(Comparison, TellsWhatOnlyOneRunHas) {
+    const std::string text = comparison("[{at: 20s, cut: sw1-sw2}, {at: 30s, mend: sw1-sw2}]",
+                                        "[{at: 20s, cut: sw1-sw2}, {at: 40s, crash: sw1}]");
+    EXPECT_THAT(text, HasSubstr("20.000000  cut sw1-sw2  "));
+    EXPECT_THAT(text, HasSubstr("30.000000  mend sw1-sw2 (only in A)"));
+    EXPECT_THAT(text, HasSubstr("40.000000  crash sw1 (only in B)"));
+}
+
+TEST(Comparison, FindsTheSameEventAtAnotherTime) {
+    const std::string text =
+        comparison("[{at: 30s, cut: sw1-sw2}]", "[{at: 20s, crash: sw2}, {at: 40s, cut: sw1-sw2}]");
+    EXPECT_THAT(text, HasSubstr("30.000000  cut sw1-sw2 (B: at 40.000000)"));
+    EXPECT_THAT(text, HasSubstr("20.000000  crash sw2 (only in B)"));
+}
+
+TEST(Comparison, PutsOtherEventsOfOneKindAndMomentTogether) {
+    EXPECT_THAT(comparison("[{at: 30s, crash: sw1}]", "[{at: 30s, crash: sw2}]"),
+                HasSubstr("30.000000  crash sw1 / crash sw2"));
 }
 
 TEST(Capture, IsAPcapFileOfTheLinksFrames) {

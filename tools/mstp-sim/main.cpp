@@ -2,13 +2,16 @@
 //
 // Exit codes: 0 done, 1 something was not as expected, 2 wrong arguments or a wrong file.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 
+#include "causes.h"
 #include "generate.h"
 #include "parse.h"
 #include "pcap.h"
@@ -32,7 +35,10 @@ struct Arguments {
     std::optional<uint64_t> seed;
     bool json = false;
     bool quiet = false;
+    bool brief = false;
     bool verify = false;
+    bool why = false;
+    bool cost = false;
     Shape shape;
 };
 
@@ -100,6 +106,17 @@ void openCapture(Capture& capture, const Scenario& scenario, const Arguments& ar
     }
 }
 
+// Of this machine, and so apart from the reports, which are the same everywhere.
+void tellCost(Lab& lab, double seconds) {
+    rusage used = {};
+    getrusage(RUSAGE_SELF, &used);
+    static constexpr long KIB_PER_MIB = 1024;
+    std::cerr << "the run took " << std::fixed << std::setprecision(1) << seconds << " s for "
+              << timeText(lab.scenario().duration) << " of the network, and at most "
+              << used.ru_maxrss / KIB_PER_MIB << " MiB of memory; " << lab.network().framesCarried()
+              << " frames were carried\n";
+}
+
 int run(const Arguments& arguments) {
     Scenario scenario = readScenario(arguments.file);
     scenario.seed = arguments.seed.value_or(scenario.seed);
@@ -111,7 +128,13 @@ int run(const Arguments& arguments) {
     if (arguments.verify) {
         verifier.emplace(lab);
     }
+    std::optional<Causes> causes;
+    if (arguments.why) {
+        causes.emplace(lab);
+    }
+    const auto start = std::chrono::steady_clock::now();
     runLab(lab);
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
     lab.network().removeObserver(&capture);
     capture.close();
     if (verifier) {
@@ -123,7 +146,17 @@ int run(const Arguments& arguments) {
     if (arguments.json) {
         writeJson(std::cout, lab);
     } else {
-        writeText(std::cout, lab, !arguments.quiet);
+        writeText(std::cout, lab,
+                  arguments.quiet   ? Detail::Failures
+                  : arguments.brief ? Detail::Brief
+                                    : Detail::Whole);
+    }
+    if (causes) {
+        causes->finish();
+        writeWhy(std::cout, lab, *causes, !arguments.brief && !arguments.quiet);
+    }
+    if (arguments.cost) {
+        tellCost(lab, wall.count());
     }
     return lab.failures().empty() ? EXIT_DONE : EXIT_UNEXPECTED;
 }
@@ -167,8 +200,15 @@ int perform(CLI::App& app, int argc, char** argv) {
     CLI::App* runs = app.add_subcommand("run", "Run a scenario and tell what happened");
     runs->add_option("FILE", arguments.file, "the scenario")->required();
     runs->add_flag("--verify", arguments.verify, "check what must hold in every network too");
-    runs->add_flag("--json", arguments.json, "one JSON document instead of text");
-    runs->add_flag("--quiet,-q", arguments.quiet, "tell only what was not as expected");
+    CLI::Option* json =
+        runs->add_flag("--json", arguments.json, "one JSON document instead of text");
+    CLI::Option* brief =
+        runs->add_flag("--brief", arguments.brief, "tell only the figures for each event");
+    runs->add_flag("--quiet,-q", arguments.quiet, "tell only what was not as expected")
+        ->excludes(brief);
+    runs->add_flag("--why", arguments.why, "tell what bounds the time to settle after each event")
+        ->excludes(json);
+    runs->add_flag("--cost", arguments.cost, "tell on standard error what the run took");
     runs->add_option("--dot", arguments.dot, "write the final trees for Graphviz");
     runs->add_option("--svg", arguments.svg, "write a drawing of the final trees");
     runs->add_option("--pcap", arguments.pcap,

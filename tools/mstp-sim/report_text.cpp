@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdio>
-#include <set>
 
 #include "mstp/enums.h"
 #include "report.h"
@@ -148,27 +147,24 @@ void writeTimeline(std::ostream& out, const Lab& lab) {
 
 // ---- figures
 
-static void writeRow(std::ostream& out, const std::vector<std::string>& cells,
-                     const std::vector<size_t>& widths) {
-    std::string line;
-    for (size_t i = 0; i < cells.size(); i++) {
-        line += (i == 1 ? padded(cells[i], widths[i]) : rightAligned(cells[i], widths[i])) + "  ";
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    out << line << "\n";
-}
-
-static void writeTable(std::ostream& out, const std::vector<std::vector<std::string>>& rows) {
-    static constexpr size_t WIDEST = 44;
+void writeColumns(std::ostream& out, const std::vector<std::vector<std::string>>& rows,
+                  const std::set<size_t>& left) {
     std::vector<size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (size_t i = 0; i < row.size(); i++) {
-            widths[i] = std::max(widths[i], std::min(row[i].size(), WIDEST));
+            widths[i] = std::max(widths[i], row[i].size());
         }
     }
     for (const auto& row : rows) {
-        writeRow(out, row, widths);
+        std::string line;
+        for (size_t i = 0; i < row.size(); i++) {
+            line +=
+                left.count(i) != 0 ? padded(row[i], widths[i]) : rightAligned(row[i], widths[i]);
+            line += "  ";
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        out << line << "\n";
     }
 }
 
@@ -202,7 +198,7 @@ static void writePeriods(std::ostream& out, const Lab& lab) {
                                 std::to_string(period.duplicated), std::to_string(period.looped)});
         }
     }
-    writeTable(out, rows);
+    writeColumns(out, rows, {1});
 }
 
 // ---- trees
@@ -321,22 +317,29 @@ static void writeFailures(std::ostream& out, const Lab& lab) {
     }
 }
 
-void writeText(std::ostream& out, Lab& lab, bool withTimeline) {
+void writeText(std::ostream& out, Lab& lab, Detail detail) {
     const Scenario& scenario = lab.scenario();
-    if (withTimeline) {
+    if (detail != Detail::Failures) {
         out << scenario.name << ": " << scenario.bridges.size() << " bridges, "
             << scenario.links.size() << " links, seed " << scenario.seed << "\n\n";
+    }
+    if (detail == Detail::Whole) {
         writeTimeline(out, lab);
         out << "\n";
+    }
+    if (detail != Detail::Failures) {
         writePeriods(out, lab);
-        for (const uint32_t instance : instancesOf(scenario)) {
-            out << "\n" << instanceName(instance) << "\n";
-            TreeWriter(out, lab, instance).write();
-        }
         out << "\n";
     }
+    for (const uint32_t instance : instancesOf(scenario)) {
+        if (detail == Detail::Whole) {
+            out << instanceName(instance) << "\n";
+            TreeWriter(out, lab, instance).write();
+            out << "\n";
+        }
+    }
     writeFailures(out, lab);
-    if (withTimeline && lab.expectations() != 0) {
+    if (detail != Detail::Failures && lab.expectations() != 0) {
         out << lab.expectations() << " expectations, "
             << (lab.failures().empty() ? "all met"
                                        : std::to_string(lab.failures().size()) + " failures")
@@ -346,29 +349,86 @@ void writeText(std::ostream& out, Lab& lab, bool withTimeline) {
 
 // ---- two runs
 
+namespace {
+
+/// The same event in two runs; one of them is none where only the other has it.
+struct Pair {
+    const Period* a;
+    const Period* b;
+    const Period& named() const { return a != nullptr ? *a : *b; }
+};
+
+std::string kindOf(const Period& period) {
+    return period.text.substr(0, period.text.find(' '));
+}
+
+// What is most alike finds together first: the same at the same time, the same at another time,
+// another of its kind at the same time.
+std::vector<Pair> pairEvents(const std::vector<Period>& a, const std::vector<Period>& b) {
+    using Alike = bool (*)(const Period&, const Period&);
+    static constexpr Alike DEGREES[] = {
+        [](const Period& x, const Period& y) { return x.at == y.at && x.text == y.text; },
+        [](const Period& x, const Period& y) { return x.text == y.text; },
+        [](const Period& x, const Period& y) { return x.at == y.at && kindOf(x) == kindOf(y); }};
+    std::vector<Pair> pairs;
+    for (const Period& each : a) {
+        pairs.push_back({&each, nullptr});
+    }
+    std::vector<const Period*> others;
+    for (const Period& each : b) {
+        others.push_back(&each);
+    }
+    for (const Alike alike : DEGREES) {
+        for (Pair& pair : pairs) {
+            const auto found = std::find_if(others.begin(), others.end(), [&](const Period* each) {
+                return pair.b == nullptr && alike(*pair.a, *each);
+            });
+            if (found != others.end()) {
+                pair.b = *found;
+                others.erase(found);
+            }
+        }
+    }
+    for (const Period* each : others) {
+        pairs.push_back({nullptr, each});
+    }
+    std::stable_sort(pairs.begin(), pairs.end(),
+                     [](const Pair& x, const Pair& y) { return x.named().at < y.named().at; });
+    return pairs;
+}
+
+std::string pairText(const Pair& pair) {
+    if (pair.b == nullptr || pair.a == nullptr) {
+        return shortened(pair.named().text) + (pair.b == nullptr ? " (only in A)" : " (only in B)");
+    }
+    if (pair.a->text != pair.b->text) {
+        return shortened(pair.a->text) + " / " + shortened(pair.b->text);
+    }
+    return shortened(pair.a->text) +
+           (pair.a->at == pair.b->at ? "" : " (B: at " + clockText(pair.b->at) + ")");
+}
+
+std::string figureText(const Period* period, uint64_t Period::*figure) {
+    return period != nullptr ? std::to_string(period->*figure) : "";
+}
+
+} // namespace
+
 void writeComparison(std::ostream& out, Lab& one, Lab& other) {
-    const auto& a = one.recorder().periods();
-    const auto& b = other.recorder().periods();
     out << "A: " << one.scenario().name << "\nB: " << other.scenario().name << "\n\n";
     std::vector<std::vector<std::string>> rows = {
         {"at", "event", "settled A", "B", "BPDUs A", "B", "flushes A", "B", "lost A", "B"}};
-    for (size_t i = 0; i < std::max(a.size(), b.size()); i++) {
-        const Period* pa = i < a.size() ? &a[i] : nullptr;
-        const Period* pb = i < b.size() ? &b[i] : nullptr;
-        const Period& named = pa != nullptr ? *pa : *pb;
-        const bool same = pa != nullptr && pb != nullptr && pa->text == pb->text;
-        const std::string both =
-            pa != nullptr && pb != nullptr && !same ? pa->text + " / " + pb->text : named.text;
-        const auto cell = [](const Period* period, uint64_t Period::*figure) {
-            return period != nullptr ? std::to_string(period->*figure) : "";
-        };
-        rows.push_back({clockText(named.at), shortened(both), pa != nullptr ? settledText(*pa) : "",
-                        pb != nullptr ? settledText(*pb) : "", cell(pa, &Period::bpdus),
-                        cell(pb, &Period::bpdus), cell(pa, &Period::flushes),
-                        cell(pb, &Period::flushes), cell(pa, &Period::lost),
-                        cell(pb, &Period::lost)});
+    for (const Pair& pair : pairEvents(one.recorder().periods(), other.recorder().periods())) {
+        rows.push_back({clockText(pair.named().at), pairText(pair)});
+        for (const Period* period : {pair.a, pair.b}) {
+            rows.back().push_back(period != nullptr ? settledText(*period) : "");
+        }
+        for (const auto figure : {&Period::bpdus, &Period::flushes, &Period::lost}) {
+            rows.back().push_back(figureText(pair.a, figure));
+            rows.back().push_back(figureText(pair.b, figure));
+        }
     }
-    writeTable(out, rows);
+    writeColumns(out, rows, {1});
 }
 
 } // namespace simtool

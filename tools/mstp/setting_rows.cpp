@@ -66,7 +66,7 @@ std::vector<Setting> bridgeRows() {
         seconds("hello-time", MSTP_GEN_BRIDGEHELLOTIME, {1, 10}, 2, "time between two BPDUs"),
         seconds("forward-delay", MSTP_GEN_BRIDGEFORWARDDELAY, {4, 30}, 15,
                 "time in each of listening and learning"),
-        number(BRIDGE, "max-hops", MSTP_GEN_BRIDGEMAXHOPS, {1, 40}, 20,
+        number(BRIDGE, "max-hops", MSTP_GEN_BRIDGEMAXHOPS, {1, 255}, 20,
                "bridges that a region's information may cross"),
         number(BRIDGE, "hold-count", MSTP_GEN_HOLDTIME, {1, 10}, 6, "BPDUs per second and port"),
         seconds("migrate-time", MSTP_GEN_MIGRATETIME, {1, 255}, 3,
