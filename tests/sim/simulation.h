@@ -18,6 +18,10 @@ class Simulation {
 
     void cut(uint32_t segment);
     void mend(uint32_t segment);
+    /// Runs until nothing has changed for @p quiet seconds, @p limit seconds at the longest.
+    void settle(uint32_t quiet, uint32_t limit) {
+        m_network.runUntilSettled(quiet * 1'000'000ULL, limit * 1'000'000ULL);
+    }
     void runSeconds(uint32_t seconds) { m_network.run(seconds * 1'000'000ULL); }
 
     /// Everything in which the running network differs from the trees on paper, one line each.
