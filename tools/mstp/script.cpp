@@ -72,7 +72,7 @@ static bool report(std::ostream& out, const std::string& path, std::vector<Scrip
 // What the daemon has before the script, which is tried on it.
 static Expected tryOnDaemon(const Daemon& daemon, Script& script) {
     try {
-        const Expected state = Expected::read(daemon);
+        Expected state = Expected::read(daemon);
         const auto more = tryScript(script, state);
         script.errors.insert(script.errors.end(), more.begin(), more.end());
         return state;
