@@ -51,7 +51,7 @@ void setSelectedTree(tMstpXst* xst) {
 
 bool mstpWantsReselection(tMstpXst* xst) {
     for (const tMstpXstPort* xstPort : xstPortsOf(xst)) {
-        if (mstpPortIsLive(xstPort->host) && xstPort->reselect != 0) {
+        if (xstPort->reselect != 0 && mstpPortIsLive(xstPort->host)) {
             return true;
         }
     }
@@ -138,7 +138,7 @@ void clearMaster(tMstpXstPort* xstPort) {
 void updtRerooted(tMstpXstPort* xstPort) {
     xstPort->reRooted = 0;
     for (const tMstpXstPort* other : xstPortsOf(xstPort->xst)) {
-        if (other != xstPort && mstpPortIsLive(other->host) && other->rrWhile != 0) {
+        if (other->rrWhile != 0 && other != xstPort && mstpPortIsLive(other->host)) {
             return;
         }
     }
@@ -156,10 +156,11 @@ void updtAllSynced(tMstpXstPort* xstPort) {
     bool allButRootSynced = true;
     bool allOthersSynced = true;
     for (const tMstpXstPort* each : xstPortsOf(xstPort->xst)) {
-        if (!mstpPortIsLive(each->host)) {
+        const bool unsettled = isUnsettled(each);
+        if ((each->synced != 0 && !unsettled) || !mstpPortIsLive(each->host)) {
             continue;
         }
-        if (isUnsettled(each)) {
+        if (unsettled) {
             return;
         }
         if (each->synced == 0) {
