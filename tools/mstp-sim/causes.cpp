@@ -155,10 +155,10 @@ void Causes::addCounters(Daemon& daemon, uint32_t node) {
         if (port.state != MSTP_SLOT_IN_USE) {
             continue;
         }
-        const std::string name = portName(node, port.unit);
+        const std::string ranOut = " of " + portName(node, port.unit) + " ran out";
         const auto counter = [&](const tTimerNode& timer, const uint8_t* seconds, Wait wait,
                                  const std::string& what) {
-            addDue(daemon, timer, seconds, Kind::Counter, wait, what + " of " + name + " ran out");
+            addDue(daemon, timer, seconds, Kind::Counter, wait, what + ranOut);
         };
         counter(port.helloWhenTimer, &port.helloWhen, Wait::Hello, "helloWhen");
         counter(port.mdelayWhileTimer, &port.mdelayWhile, Wait::Detection, "mdelayWhile");
