@@ -46,6 +46,11 @@ class LearningTable {
         return count;
     }
 
+    /// Forgets all that was learnt at @p unit.
+    void flush(uint32_t unit) {
+        std::erase_if(m_entries, [&](const auto& entry) { return entry.second.unit == unit; });
+    }
+
     size_t size() const { return m_entries.size(); }
 
   private:

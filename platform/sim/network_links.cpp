@@ -76,6 +76,10 @@ void Network::tellLink(LinkEnd end, bool up) {
     }
     Node& node = *m_nodes[end.node];
     node.sw.interfaces[end.unit].up = up;
+    // A switch forgets by itself what lay behind a port that has lost its link.
+    if (!up) {
+        node.addresses.flush(end.unit);
+    }
     if (node.state == NodeState::Off) {
         return;
     }
