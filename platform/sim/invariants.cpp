@@ -177,7 +177,9 @@ class Bounds {
     void counter(const char* what, uint32_t value, const tTimerNode& timer, uint32_t bound) {
         atMost(what, value, bound);
         const bool armed = listLinked(&timer.node);
-        if (armed != (value != 0)) {
+        // Loaded with nothing it is armed too, until the next look at the timers.
+        const bool due = value == 0 && timerRemain(&timer) <= 0;
+        if (armed != (value != 0) && !due) {
             add(what + (" is " + std::to_string(value)) +
                 (armed ? " and its timer runs" : " and no timer runs"));
         }
