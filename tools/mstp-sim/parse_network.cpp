@@ -473,6 +473,17 @@ void Parser::readLink(const YAML::Node& node) {
 
 // ---- once all is read
 
+static void setUnlessSet(std::vector<SetCommand>& settings, const Target& target, const char* name,
+                         const char* value) {
+    const Setting& setting = findSetting(target.object, name, Access::Write);
+    const auto isSame = [&](const SetCommand& command) {
+        return command.setting == &setting && command.target.object == target.object;
+    };
+    if (std::none_of(settings.begin(), settings.end(), isSame)) {
+        settings.push_back({target, &setting, parseValue(setting, value)});
+    }
+}
+
 void Parser::givePorts() {
     std::vector<std::set<uint32_t>> taken(m_scenario.bridges.size());
     for (const LinkPlan& link : m_scenario.links) {
@@ -507,15 +518,13 @@ void Parser::givePorts() {
                 return;
             }
             std::vector<SetCommand>& settings = bridge.ports[end.port];
-            const auto isEdge = [](const SetCommand& command) {
-                return command.setting->attribute == MSTP_PORT_ADMINEDGE &&
-                       command.target.object == Object::Port;
-            };
-            if (toHost && link.ends.size() == 2 && m_scenario.hosts[link.ends[1].owner].edge &&
-                std::none_of(settings.begin(), settings.end(), isEdge)) {
-                settings.push_back({{Object::Port, 0, std::to_string(end.port)},
-                                    &findSetting(Object::Port, "edge", Access::Write),
-                                    Value(uint32_t(1))});
+            const Target target = {Object::Port, 0, std::to_string(end.port)};
+            if (toHost && link.ends.size() == 2 && m_scenario.hosts[link.ends[1].owner].edge) {
+                setUnlessSet(settings, target, "edge", "on");
+            }
+            // With several neighbours the handshakes of a link between two would not end.
+            if (link.ends.size() > 2) {
+                setUnlessSet(settings, target, "point-to-point", "off");
             }
         }
     }
