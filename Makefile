@@ -3,8 +3,10 @@
 
 PRESET ?= release
 BENCH_FILTER ?= .
+SOAK_MINUTES ?= 60
+SOAK_SEED := $(or $(SOAK_SEED),$(shell date +%s))
 
-.PHONY: all build demo package test test-extra bench scale format lint clean
+.PHONY: all build demo package test test-extra soak mutate bench scale format lint clean
 
 all: build
 
@@ -36,6 +38,21 @@ test:
 test-extra:
 	@scripts/install-deps test extra package
 	@scripts/test-extra
+
+# Random scenarios with a fresh seed, for SOAK_MINUTES; what fails is made small in build/soak.
+soak:
+	@scripts/install-deps build
+	@cmake --preset release -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build/release -j2 --target mstp-sim
+	@mkdir -p build/soak
+	build/release/tools/mstp-sim/mstp-sim campaign --seed $(SOAK_SEED) --minutes $(SOAK_MINUTES) \
+	    --large --jobs $$(nproc) --out build/soak
+
+# Does the campaign notice a wrong state machine?
+mutate:
+	@scripts/install-deps build
+	@cmake --preset release >/dev/null
+	@scripts/mutate
 
 bench:
 	@scripts/install-deps bench

@@ -20,6 +20,8 @@ struct Failure {
     Place place;
     std::string expected;
     std::string found;
+    std::string rule = "refused"; ///< what kind of promise was broken, whoever broke it
+    std::string known = {};       ///< the known result (known.h) that it is; empty = none
 };
 
 class Lab {
@@ -35,10 +37,7 @@ class Lab {
     const Recorder& recorder() const { return m_recorder; }
     const std::vector<Failure>& failures() const { return m_failures; }
     uint64_t expectations() const { return m_expectations; }
-    void fail(Microseconds time, const Place& place, const std::string& expected,
-              const std::string& found) {
-        m_failures.push_back({time, place, expected, found});
-    }
+    void fail(const Failure& failure) { m_failures.push_back(failure); }
 
     // The end's state, for reports.
     bool running(uint32_t bridge) const;

@@ -20,7 +20,9 @@ void Lab::check(const Event& event, const Expect& expect) {
     entry.place = event.place;
     m_recorder.note(entry);
     if (!instead.empty()) {
-        m_failures.push_back({m_network.time(), event.place, expect.text, instead});
+        const std::string first = expect.text.substr(1, expect.text.find(':') - 1);
+        m_failures.push_back(
+            {m_network.time(), event.place, expect.text, instead, "expected: " + first});
     }
 }
 

@@ -11,6 +11,7 @@
 #include <iomanip>
 #include <iostream>
 
+#include "campaign.h"
 #include "causes.h"
 #include "generate.h"
 #include "parse.h"
@@ -40,6 +41,7 @@ struct Arguments {
     bool why = false;
     bool cost = false;
     Shape shape;
+    CampaignOptions campaign;
 };
 
 // How far the run is, and how long it will take, on a terminal.
@@ -192,6 +194,32 @@ int generateText(const Arguments& arguments) {
     return EXIT_DONE;
 }
 
+int campaign(const Arguments& arguments) {
+    return runCampaign(arguments.campaign, std::cout) ? EXIT_DONE : EXIT_UNEXPECTED;
+}
+
+void addCampaign(CLI::App& app, CampaignOptions& options) {
+    app.add_option("--seed", options.seed, "of all scenarios")->capture_default_str();
+    app.add_option("--first", options.first, "the number of the first")->capture_default_str();
+    app.add_option("--count", options.count, "how many")->capture_default_str();
+    app.add_option("--minutes", options.minutes, "run for so long instead of so many");
+    app.add_option("--jobs", options.jobs, "how many run at once")
+        ->check(CLI::Range(1, 256))
+        ->capture_default_str();
+    app.add_option("--max-bridges", options.mostBridges, "of a scenario")
+        ->check(CLI::Range(2, 64))
+        ->capture_default_str();
+    app.add_flag("--large", options.large, "half of the networks are large, instead of a few");
+    app.add_option("--shrink", options.shrinkRuns, "runs that may be spent to make a failure small")
+        ->capture_default_str();
+    app.add_option("--limit", options.limit, "seconds of the wall clock for a scenario")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    app.add_flag("--stop", options.stopAtFailure, "start no more scenarios after a failure");
+    app.add_option("--out", options.out, "a folder for the files of what failed")
+        ->check(CLI::ExistingDirectory);
+}
+
 int perform(CLI::App& app, int argc, char** argv) {
     Arguments arguments;
     int (*chosen)(const Arguments&) = nullptr;
@@ -255,6 +283,10 @@ int perform(CLI::App& app, int argc, char** argv) {
     generates->add_option("--seed", arguments.shape.seed, "of a random network")
         ->capture_default_str();
     generates->callback([&] { chosen = generateText; });
+
+    CLI::App* campaigns = app.add_subcommand("campaign", "Run random scenarios, all of it checked");
+    addCampaign(*campaigns, arguments.campaign);
+    campaigns->callback([&] { chosen = campaign; });
 
     try {
         app.parse(argc, argv);

@@ -24,8 +24,12 @@ class Configuration {
             if (std::holds_alternative<Inject>(event.action)) {
                 return "BPDUs of strangers were injected";
             }
-            if (std::holds_alternative<SetSending>(event.action)) {
-                return "links lost one direction";
+        }
+        for (uint32_t l = 0; l < scenario.links.size(); l++) {
+            for (const sim::Link::End& end : m_lab.network().link(l).ends) {
+                if (!end.sends) {
+                    return "links lost one direction";
+                }
             }
         }
         for (const BridgePlan& bridge : scenario.bridges) {
@@ -136,26 +140,32 @@ class Configuration {
 
 } // namespace
 
-void Verifier::compareTrees() {
+void Verifier::compareTrees(bool settled) {
     Configuration configuration(m_lab);
     if (!configuration.build().empty()) {
         return;
     }
     const oracle::Trees trees = oracle::compute(configuration.network);
-    if (!trees.contested.empty() || !trees.yielding.empty() || !trees.tooFar.empty()) {
+    if (!trees.tooFar.empty()) {
+        m_undecided = "out of reach";
+        return;
+    }
+    if (!trees.contested.empty() || !trees.yielding.empty()) {
+        m_undecided = "contested boundary";
         return;
     }
     for (const auto& [key, role] : trees.roles) {
         const uint32_t actual = m_lab.role(key.bridge, key.instance, key.unit);
         const auto expected = static_cast<uint32_t>(role);
-        if (actual != expected) {
-            m_lab.fail(
-                m_lab.network().time(), {},
-                m_lab.scenario().bridges[key.bridge].name + "." + std::to_string(key.unit) +
-                    " is " + roleWord(expected) + " in " +
-                    (key.instance == 0 ? "the CIST" : "MSTI " + std::to_string(key.instance)) +
-                    ", as computed from the configuration",
-                actual == 0 ? "none" : roleWord(actual));
+        if (settled && actual != expected) {
+            fail({m_lab.network().time(),
+                  {},
+                  m_lab.scenario().bridges[key.bridge].name + "." + std::to_string(key.unit) +
+                      " is " + roleWord(expected) + " in " +
+                      (key.instance == 0 ? "the CIST" : "MSTI " + std::to_string(key.instance)) +
+                      ", as computed from the configuration",
+                  actual == 0 ? "none" : roleWord(actual),
+                  "role"});
         }
     }
 }
