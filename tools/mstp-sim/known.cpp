@@ -18,9 +18,9 @@ constexpr const char* SHARED = "shared segment";
 
 constexpr const char* LOST_FRAMES = "lost frames";
 
-// Mostly two short forward delays of two seconds; again while information of a lost root goes
-// round.
-constexpr Microseconds BOUNDARY_LOOP = 10 * SECOND;
+// Mostly two short forward delays of two seconds; again and again while information of a lost root
+// goes round between regions, which is until the usual max-age of 20 seconds.
+constexpr Microseconds BOUNDARY_LOOP = 25 * SECOND;
 // A neighbour's information lives for three hello times, and the last may be one old. Once the
 // daemon is back it needs a moment to read what has waited, and its neighbours the next hello.
 constexpr Microseconds UNHEARD = 4 * SECOND;
