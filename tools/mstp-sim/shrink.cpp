@@ -100,9 +100,7 @@ class Candidates {
     void leaveOutHalves() {
         if (const size_t count = m_draft.troubles.size(); count > 2) {
             const auto half = static_cast<std::ptrdiff_t>(count / 2);
-            add([&](Draft& d) {
-                d.troubles.erase(d.troubles.begin(), d.troubles.begin() + half);
-            });
+            add([&](Draft& d) { d.troubles.erase(d.troubles.begin(), d.troubles.begin() + half); });
             add([&](Draft& d) { d.troubles.erase(d.troubles.begin() + half, d.troubles.end()); });
         }
         if (const auto count = static_cast<uint32_t>(m_draft.bridges.size()); count > 4) {
