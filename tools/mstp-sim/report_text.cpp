@@ -355,7 +355,7 @@ namespace {
 struct Pair {
     const Period* a;
     const Period* b;
-    const Period& named() const { return a != nullptr ? *a : *b; }
+    const Period* named; ///< the one that gives it its time
 };
 
 std::string kindOf(const Period& period) {
@@ -371,10 +371,12 @@ std::vector<Pair> pairEvents(const std::vector<Period>& a, const std::vector<Per
         [](const Period& x, const Period& y) { return x.text == y.text; },
         [](const Period& x, const Period& y) { return x.at == y.at && kindOf(x) == kindOf(y); }};
     std::vector<Pair> pairs;
+    pairs.reserve(a.size() + b.size());
     for (const Period& each : a) {
-        pairs.push_back({&each, nullptr});
+        pairs.push_back({&each, nullptr, &each});
     }
     std::vector<const Period*> others;
+    others.reserve(b.size());
     for (const Period& each : b) {
         others.push_back(&each);
     }
@@ -390,16 +392,16 @@ std::vector<Pair> pairEvents(const std::vector<Period>& a, const std::vector<Per
         }
     }
     for (const Period* each : others) {
-        pairs.push_back({nullptr, each});
+        pairs.push_back({nullptr, each, each});
     }
     std::stable_sort(pairs.begin(), pairs.end(),
-                     [](const Pair& x, const Pair& y) { return x.named().at < y.named().at; });
+                     [](const Pair& x, const Pair& y) { return x.named->at < y.named->at; });
     return pairs;
 }
 
 std::string pairText(const Pair& pair) {
     if (pair.b == nullptr || pair.a == nullptr) {
-        return shortened(pair.named().text) + (pair.b == nullptr ? " (only in A)" : " (only in B)");
+        return shortened(pair.named->text) + (pair.b == nullptr ? " (only in A)" : " (only in B)");
     }
     if (pair.a->text != pair.b->text) {
         return shortened(pair.a->text) + " / " + shortened(pair.b->text);
@@ -419,7 +421,7 @@ void writeComparison(std::ostream& out, Lab& one, Lab& other) {
     std::vector<std::vector<std::string>> rows = {
         {"at", "event", "settled A", "B", "BPDUs A", "B", "flushes A", "B", "lost A", "B"}};
     for (const Pair& pair : pairEvents(one.recorder().periods(), other.recorder().periods())) {
-        rows.push_back({clockText(pair.named().at), pairText(pair)});
+        rows.push_back({clockText(pair.named->at), pairText(pair)});
         for (const Period* period : {pair.a, pair.b}) {
             rows.back().push_back(period != nullptr ? settledText(*period) : "");
         }
