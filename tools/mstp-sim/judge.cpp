@@ -244,6 +244,7 @@ void Judges::run(const std::function<std::string(uint64_t)>& next,
             }
         }
         std::vector<pollfd> waits;
+        waits.reserve(children.size());
         for (const Child& child : children) {
             waits.push_back({child.pipe, POLLIN, 0});
         }
