@@ -52,9 +52,11 @@ sent_last() { # FILE...
             | ($f["stp.flags.forwarding"] | list) as $forwarding
             | def at($name; $i): $f[$name] | list | .[$i];
             def id($kind): "\(($f["\($kind).prio"] | number) + ($f["\($kind).ext"] | number)).\($f["\($kind).hw"] | mac)";
+            # Daemons do not show the age of what they know; it has none while the root is in the region.
+            def age($age): if ($f["stp.root.cost"] | number) == 0 then {age: $age} else {} end;
             def spanning_tree: {
                 port: ($f["stp.port"] | number), root: id("stp.root"), externalCost: ($f["stp.root.cost"] | number),
-                times: ["stp.msg_age", "stp.max_age", "stp.hello", "stp.forward" | $f[.] | tonumber]};
+                times: ["stp.max_age", "stp.hello", "stp.forward" | $f[.] | tonumber]} + age($f["stp.msg_age"] | tonumber);
             if ($f["stp.version"] | number) == 0 then
                 {key: "\(id("stp.bridge")) \($f["stp.port"] | number)", value: (spanning_tree + {bridge: id("stp.bridge")})}
             else {key: "\(id("mstp.cist_bridge")) \($f["stp.port"] | number)", value: (spanning_tree + {
@@ -76,8 +78,7 @@ sent_last() { # FILE...
         | from_entries'
 }
 
-# What a switch would send from each port that sends regularly: a designated port of any instance. The
-# root is in the region, so no message has an age. Reads what `mstp show --json` wrote.
+# What a switch would send from each port that sends regularly: a designated port of any instance. Reads what `mstp show --json` wrote.
 shown() {
     jq -c '
         def sent: if . == "backup" then "alternate" else . end;
@@ -88,7 +89,7 @@ shown() {
                 root: $d.instances[0].root, externalCost: $d.instances[0].externalCost,
                 regionalRoot: $d.instances[0].regionalRoot, internalCost: $d.instances[0].internalCost,
                 hops: $d.instances[0].remainingHops,
-                times: [0, $d.bridge.rootTimes.maxAge, .helloTime, $d.bridge.rootTimes.forwardDelay],
+                age: 0, times: [$d.bridge.rootTimes.maxAge, .helloTime, $d.bridge.rootTimes.forwardDelay],
                 role: ($cist.role | sent), state: $cist.state,
                 instances: [$d.instances[1:][] | . as $i | ($p.instances[] | select(.id == $i.id)) as $here | {
                     id, regionalRoot, internalCost, bridgePriority: .priority, portPriority: $here.priority,

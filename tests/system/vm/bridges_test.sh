@@ -58,6 +58,7 @@ for number in "${BR_NUMBERS[@]}"; do
     br_configure "$number" || exit 1
 done
 br_plug || exit 1
+capture || exit 1
 for number in "${BR_NUMBERS[@]}"; do br_edge "$number" "sw$number-h" || exit 1; done
 check_network "after the start"
 
@@ -100,6 +101,8 @@ left=$(br_mstp 4 show --json | jq -r '.ports[].name' | xargs)
 check "ports that leave the bridge leave the daemon" $((${#left} > 0)) "$left"
 for port in $(br_ports 4); do br_join 4 "$port"; done
 check_network "after a bridge's ports were removed and added"
+
+stop_capture
 
 before=$(br_kernel_states 2)
 kill -TERM "${BR_DAEMON[2]}"

@@ -29,6 +29,7 @@ for number in 1 2; do
         br_mstp "$number" set bridge hello-time 1 || exit 1
 done
 br_plug || exit 1
+capture || exit 1
 for number in 1 2; do br_edge "$number" "sw$number-h" || exit 1; done
 
 # port NUMBER PORT FILTER: what the daemon tells of a port.
@@ -62,4 +63,5 @@ for try in $(seq 60); do
     sleep 1
 done
 check "they pass again after the wire between the daemons is cut" $? "$found"
+stop_capture
 finish
