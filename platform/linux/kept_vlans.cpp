@@ -343,12 +343,6 @@ constexpr Work kPutBack = {"put back", isOnBridge, beginVlans, putMembershipEntr
 constexpr Work kPutOptionsBack = {"given their options again", hasOptions, beginVlans,
                                   putOptionsEntry, endVlans};
 
-// A port that has left meanwhile has taken its VLANs along.
-bool stillThere(uint32_t ifindex) {
-    platform::LinkInfo link = {};
-    return platform::queryLink(ifindex, &link) == 0 && link.master == kernelBridge()->ifindex;
-}
-
 int32_t sendSingly(const Work& work, uint32_t first, uint32_t end) {
     int32_t result = 0;
     for (uint32_t i = first; i < end; i++) {
@@ -360,7 +354,8 @@ int32_t sendSingly(const Work& work, uint32_t first, uint32_t end) {
         work.put(range);
         work.end();
         const int32_t error = platform::netlinkRequest(&gRequest, nullptr, nullptr);
-        if (error == 0 || !stillThere(range.ifindex)) {
+        // A port that has left meanwhile has taken its VLANs along.
+        if (error == 0 || !platform::isStillPortOfBridge(range.ifindex)) {
             continue;
         }
         char name[KEL_IF_NAME_SIZE];

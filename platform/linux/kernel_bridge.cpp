@@ -70,6 +70,11 @@ bool isPortOfBridge(const LinkInfo& link) {
            link.ifindex != gBridge.ifindex;
 }
 
+bool isStillPortOfBridge(uint32_t ifindex) {
+    LinkInfo link = {};
+    return queryLink(ifindex, &link) == 0 && isPortOfBridge(link);
+}
+
 void bindBridge(const LinkInfo* link) {
     // Most of the record is ports that there never were: it stays untouched.
     for (uint32_t i = 0; i < gBridge.portsEnd; i++) {

@@ -87,6 +87,9 @@ BridgePort* findBridgePort(uint32_t ifindex);
 
 /// True when a link message of family bridge is about a port of the bridge.
 bool isPortOfBridge(const LinkInfo& link);
+/// Asks the kernel whether interface @p ifindex is a port of the bridge now. @return false also
+/// when it does not answer
+bool isStillPortOfBridge(uint32_t ifindex);
 
 /// Starts anew with the bridge @p link, or with none.
 void bindBridge(const LinkInfo* link);

@@ -112,6 +112,19 @@ bool translateBridgePort(const LinkInfo& link, bool joined, LinkOutput* output) 
     return true;
 }
 
+// The kernel tells of VLANs that were taken off a port in the words in which it tells that the port
+// has left. One that left and has returned is told apart by what its own link says in between.
+bool isVlanNews(const LinkInfo& link) {
+    return platform::findBridgePort(link.ifindex) != nullptr &&
+           platform::isStillPortOfBridge(link.ifindex);
+}
+
+// A message that tells the operational state tells the master, too, if there is one.
+bool hasLeftBridge(const LinkInfo& link) {
+    return link.operState >= 0 && platform::findBridgePort(link.ifindex) != nullptr &&
+           !platform::isPortOfBridge(link);
+}
+
 } // namespace
 
 namespace platform {
@@ -160,12 +173,15 @@ bool translateMessage(const Bytes& message, LinkOutput* output) {
         return true;
     }
     if (link.family == AF_BRIDGE) {
-        return translateBridgePort(link, type == RTM_NEWLINK, output);
+        return translateBridgePort(link, type == RTM_NEWLINK || isVlanNews(link), output);
     }
     if (link.family != AF_UNSPEC) {
         return true;
     }
     noteBridgeLink(link, type == RTM_NEWLINK);
+    if (type == RTM_NEWLINK && hasLeftBridge(link)) {
+        return translateBridgePort(link, false, output);
+    }
     PortEntry* port = findPort(link.ifindex);
     if (port == nullptr) {
         return true;

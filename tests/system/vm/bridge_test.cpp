@@ -412,6 +412,20 @@ class BridgeGroups : public Bridge {
         ASSERT_EQ(platform::netlinkRequest(&request, nullptr, nullptr), 0);
     }
 
+    /// Takes a VLAN off in the words of the VLAN table; iproute2 uses those of the link.
+    static void takeVlanOff(const char* port, uint16_t vlan) {
+        br_vlan_msg body = {};
+        body.family = AF_BRIDGE;
+        body.ifindex = indexOf(port);
+        platform::NetlinkRequest request;
+        platform::requestBegin(&request, RTM_DELVLAN, 0, &body, sizeof body);
+        const uint32_t nest = platform::requestNest(&request, BRIDGE_VLANDB_ENTRY);
+        const bridge_vlan_info info = {0, vlan};
+        platform::requestPutValue(&request, BRIDGE_VLANDB_ENTRY_INFO, info);
+        platform::requestEndNest(&request, nest);
+        ASSERT_EQ(platform::netlinkRequest(&request, nullptr, nullptr), 0);
+    }
+
     uint32_t m_one = 0;
     uint32_t m_two = 0;
 };
@@ -473,6 +487,13 @@ TEST_F(BridgeGroups, PortThatLeavesTheBridgeIsGone) {
     run("ip link set pa nomaster");
     serveUntil([&] { return !m_gone.empty(); });
     EXPECT_THAT(m_gone, ElementsAre(indexOf("pa")));
+}
+
+// The kernel tells of it as it tells of a port that leaves.
+TEST_F(BridgeGroups, PortThatLosesAVlanStays) {
+    takeVlanOff("pa", 12);
+    expectStates("pa", {{10, "blocking"}, {11, "forwarding"}});
+    EXPECT_THAT(m_gone, IsEmpty());
 }
 
 TEST_F(BridgeGroups, PortThatReturnsDiscardsUntilTold) {
