@@ -1,5 +1,6 @@
 #!/bin/bash
-# The demo leaves nothing behind, however it ends: no interface, namespace, process or file.
+# The demo shows what it is there for, and leaves nothing behind, however it ends: no interface,
+# namespace, process or file.
 # Usage: demo_test.sh BUILD-FOLDER (needs root)
 set -uo pipefail
 build=$(cd "$1" && pwd)
@@ -13,6 +14,7 @@ inventory() {
     pgrep -a -x ping | cut -d' ' -f2-
     ls -d /tmp/mstp-bridges-* /tmp/mstp-net-* 2>/dev/null
     ls -l --time-style=+ /sbin/bridge-stp 2>/dev/null
+    return 0
 }
 
 failed=0
@@ -45,6 +47,24 @@ interrupt() {
     fi
 }
 
+# The whole demo: with pings through kernel bridges, where the daemon loses fewer than the kernel's own
+# spanning tree in the same run, or with bare links where the kernel leaves none to user space.
+whole() {
+    local found lost
+    inventory >"$work/before"
+    "$scripts/demo" "$build" >"$work/out" 2>&1 || { echo "FAILED: the demo ends with $?"; tail -20 "$work/out"; failed=1; }
+    found=$(inventory | diff "$work/before" -) || { echo "FAILED: the demo leaves behind"; echo "$found"; failed=1; }
+    lost=$(sed -n 's/^  .* VLAN.* \([0-9]*\) pings lost, .* \([0-9]*\) pings lost, .*/\1 \2/p' "$work/out")
+    grep 'pings lost\|stable again' "$work/out"
+    if grep -q 'bare links instead' "$work/out"; then
+        [ "$(grep -c 'stable again' "$work/out")" = 3 ] || { echo "FAILED: three figures are missing"; failed=1; }
+    elif [ -z "$lost" ] || ! awk '$1 >= $2 { exit 1 }' <<<"$lost"; then
+        echo "FAILED: the daemon loses no fewer pings than the kernel's own spanning tree"
+        failed=1
+    fi
+}
+
+whole
 interrupt demo INT 'in a ring with a chord, and four more'
 interrupt demo TERM '│'
 interrupt demo-links INT 'Four switches'
