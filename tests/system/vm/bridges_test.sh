@@ -26,16 +26,24 @@ differences() {
     done
 }
 
-# Waits until two looks at the kernel, three seconds apart, see the same, with no port on its way.
+# Ports that are to forward and do not yet.
+waiting() {
+    local number
+    for number in "${!BR_DAEMON[@]}"; do br_roles "$number"; done | grep -E ' (root|designated|master) (discarding|learning)'
+}
+
+# Waits until two looks at the kernel, three seconds apart, see the same, nobody waits to forward, and
+# the daemons have nothing more to tell the kernel.
 settle() {
     local before="" now try
-    for try in $(seq 30); do
+    for try in $(seq 60); do
         now=$(bridge -d vlan show)
-        [ "$now" = "$before" ] && ! grep -qE 'state (learning|listening)' <<<"$now" && return 0
+        [ "$now" = "$before" ] && ! waiting >/dev/null && [ -z "$(differences)" ] && return 0
         before=$now
         sleep 3
     done
-    echo "the network does not settle" >&2
+    echo "the network does not settle:"
+    waiting
     return 1
 }
 
@@ -96,8 +104,11 @@ br_start 3 && br_configure 3
 check_network "after a daemon was killed and started again"
 
 for port in $(br_ports 4); do ip link set "$port" nomaster; done
-settle
-left=$(br_mstp 4 show --json | jq -r '.ports[].name' | xargs)
+for try in $(seq 60); do
+    left=$(br_mstp 4 show --json | jq -r '.ports[].name' | xargs)
+    [ -n "$left" ] || break
+    sleep 1
+done
 check "ports that leave the bridge leave the daemon" $((${#left} > 0)) "$left"
 for port in $(br_ports 4); do br_join 4 "$port"; done
 check_network "after a bridge's ports were removed and added"
