@@ -18,9 +18,6 @@ constexpr const char* SHARED = "shared segment";
 
 constexpr const char* LOST_FRAMES = "lost frames";
 
-// Mostly two short forward delays of two seconds; again and again while information of a lost root
-// goes round between regions, which is until the usual max-age of 20 seconds.
-constexpr Microseconds BOUNDARY_LOOP = 25 * SECOND;
 // A neighbour's information lives for three hello times, and the last may be one old. Once the
 // daemon is back it needs a moment to read what has waited, and its neighbours the next hello.
 constexpr Microseconds UNHEARD = 4 * SECOND;
@@ -76,6 +73,29 @@ Microseconds underWay(const Scenario& scenario) {
         }
     }
     return sum + jitter;
+}
+
+// The highest of the bridges, which its root or regional root tells all.
+uint32_t highest(const Scenario& scenario, const std::string& name, uint32_t standard) {
+    uint32_t value = 0;
+    for (const BridgePlan& bridge : scenario.bridges) {
+        uint32_t own = standard;
+        for (const SetCommand& command : bridge.settings) {
+            if (command.target.object == Object::Bridge && command.setting->name == name) {
+                const std::string words = commandWords(command);
+                own = static_cast<uint32_t>(std::stoul(words.substr(words.rfind(' ') + 1)));
+            }
+        }
+        value = std::max(value, own);
+    }
+    return value;
+}
+
+// At the boundaries of regions: mostly two short forward delays of two seconds. Again and again
+// while information of a lost root goes round between regions, a second for each of its hops and
+// ages, and then until the last hello and forward delay.
+Microseconds boundaryLoop(const Scenario& scenario) {
+    return (highest(scenario, "max-hops", 20) + highest(scenario, "max-age", 20) + 10) * SECOND;
 }
 
 // Links lose frames: what a bridge has said may reach its neighbour with the next hello only.
@@ -172,7 +192,7 @@ bool hasTwins(const Scenario& scenario) {
 } // namespace
 
 Microseconds toleratedLoop(const Scenario& scenario) {
-    return underWay(scenario) + (alike(scenario) ? 0 : BOUNDARY_LOOP);
+    return underWay(scenario) + (alike(scenario) ? 0 : boundaryLoop(scenario));
 }
 
 std::string knownLoop(const Scenario& scenario, Microseconds length) {
