@@ -23,8 +23,8 @@ struct Patience {
 constexpr Patience RAPID = {10, 60};
 // Old versions wait out listening and learning, and before that perhaps Max Age.
 constexpr Patience MIXED = {45, 120};
-// On a shared segment nobody agrees: how long a loop lasts when links go hangs on the moment at which
-// they go, so that moment stays what it is.
+// On a shared segment nobody agrees: how long a loop lasts when links go hangs on the moment at
+// which they go, so that moment stays what it is.
 constexpr Patience SHARED = {60, 60};
 
 void expectSettled(Simulation& simulation, const std::string& when) {
