@@ -107,7 +107,7 @@ static int32_t addVlans(X* xst, octetstring* value) {
     }
     mstpXstVlanAdd(xst, octetBytes(value), value->len);
     mstpBridgeDigest(xst->bridge);
-    if (hasGroup(cist)) {
+    if (cist != nullptr && hasGroup(cist)) {
         stgShrProtocolVlanDel(cist->stgId, existing, value->len);
     }
     if (hasGroup(xst)) {
@@ -135,7 +135,7 @@ static int32_t removeVlans(X* xst, octetstring* value) {
         mstpXstVlanAdd(cist, list, value->len);
     }
     mstpBridgeDigest(xst->bridge);
-    if (hasGroup(cist)) {
+    if (cist != nullptr && hasGroup(cist)) {
         stgShrProtocolVlanAdd(cist->stgId, existing, value->len);
     }
     if (hasGroup(xst)) {

@@ -17,7 +17,6 @@ constexpr Microseconds START = 30 * SECOND;      ///< to settle, where handshake
 constexpr Microseconds SLOW_START = 60 * SECOND; ///< where delays do it
 constexpr Microseconds PAUSE = 14 * SECOND;      ///< between things that happen one at a time
 constexpr uint32_t MOST_INSTANCES = 16;
-constexpr uint32_t USUAL_MAX_HOPS = 20;
 
 class Drawer {
   public:
@@ -53,11 +52,12 @@ class Drawer {
     uint32_t anyBridge() { return number(0, static_cast<uint32_t>(m_draft.bridges.size()) - 1); }
     uint32_t anyLink() { return number(0, static_cast<uint32_t>(m_draft.links.size()) - 1); }
 
-    // Mostly small: there most things happen for their size. A few large ones.
+    // Mostly small: there most things happen for their size. A few large ones, or many if asked
+    // for.
     uint32_t size() {
-        const uint32_t wanted = chance(0.04)  ? number(16, 64)
-                                : chance(0.7) ? number(2, 7)
-                                              : number(8, 12);
+        const uint32_t wanted = chance(m_large ? 0.5 : 0.04) ? number(16, 64)
+                                : chance(0.7)                ? number(2, 7)
+                                                             : number(8, 12);
         return std::min(wanted, m_mostBridges);
     }
 

@@ -105,8 +105,18 @@ class Text {
 
     Microseconds end() const { return endOfTroubles(m_draft) + m_draft.quiet; }
 
-    static std::string item(const std::string& list, const std::string& more) {
-        return list.empty() ? more : list + ", " + more;
+    static std::string item(const std::string& list, const std::string& more,
+                            const char* between = ", ") {
+        return list.empty() ? more : list + between + more;
+    }
+    static std::string mapping(const std::string& key, const std::string& items) {
+        return key + ": {" + items + "}";
+    }
+    static std::string linkOf(const std::string& ends, bool hub, const std::string& more) {
+        if (hub) {
+            return "  - {hub: [" + ends + "]" + more + "}";
+        }
+        return more.empty() ? "  - " + ends : "  - {between: " + ends + more + "}";
     }
 
     void writeDefaults() {
@@ -152,11 +162,10 @@ class Text {
         for (const auto& [port, instances] : settings) {
             std::string inner;
             for (const auto& [instance, text] : instances) {
-                inner = text.empty() ? inner
-                                     : item(inner, std::to_string(instance) + ": {" + text + "}");
+                inner = text.empty() ? inner : item(inner, mapping(std::to_string(instance), text));
             }
             if (!inner.empty()) {
-                texts[port] = "instances: {" + inner + "}";
+                texts[port] = mapping("instances", inner);
             }
         }
         for (uint32_t h = 0; h < m_draft.hosts.size(); h++) {
@@ -166,7 +175,7 @@ class Text {
         }
         std::string all;
         for (const auto& [port, text] : texts) {
-            all = item(all, std::to_string(port) + ": {" + text + "}");
+            all = item(all, mapping(std::to_string(port), text));
         }
         return all;
     }
@@ -201,11 +210,11 @@ class Text {
             }
             std::string inner;
             for (const auto& [instance, settings] : instances) {
-                inner = item(inner, std::to_string(instance) + ": {" + settings + "}");
+                inner = item(inner, mapping(std::to_string(instance), settings));
             }
-            text = inner.empty() ? text : item(text, "instances: {" + inner + "}");
+            text = inner.empty() ? text : item(text, mapping("instances", inner));
             const std::string ports = portsOf(b);
-            text = ports.empty() ? text : item(text, "ports: {" + ports + "}");
+            text = ports.empty() ? text : item(text, mapping("ports", ports));
             line("  " + bridgeName(b) + ":" + (text.empty() ? "" : " {" + text + "}"));
         }
         line("");
@@ -232,11 +241,10 @@ class Text {
         line("links:");
         for (uint32_t l = 0; l < m_draft.links.size(); l++) {
             const DraftLink& link = m_draft.links[l];
+            const bool hub = link.bridges.size() > 2;
             std::string ends;
             for (const uint32_t bridge : link.bridges) {
-                ends = ends.empty()
-                           ? bridgeName(bridge)
-                           : ends + (link.bridges.size() > 2 ? ", " : "-") + bridgeName(bridge);
+                ends = item(ends, bridgeName(bridge), hub ? ", " : "-");
             }
             std::string more = isNamed(l) ? ", name: " + linkName(l) : "";
             if (link.speed != 1000) {
@@ -245,11 +253,7 @@ class Text {
             if (link.delay != 100) {
                 more += ", delay: " + time(link.delay);
             }
-            if (link.bridges.size() > 2) {
-                line("  - {hub: [" + ends + "]" + more + "}");
-            } else {
-                line(more.empty() ? "  - " + ends : "  - {between: " + ends + more + "}");
-            }
+            line(linkOf(ends, hub, more));
         }
         line("");
     }
