@@ -90,7 +90,7 @@ static bool takeFromCist(const X* xst, X* cist, const octetstring* value, uint8_
 }
 
 static bool hasGroup(const X* xst) {
-    return xst != nullptr && xst->stgId != 0;
+    return xst->stgId != 0;
 }
 
 static int32_t addVlans(X* xst, octetstring* value) {
