@@ -304,9 +304,41 @@ static std::string clockText(uint64_t time) {
     return std::to_string(time / MICROSECONDS) + "." + rest.substr(1) + " s";
 }
 
+// The hold count empties by one each second (13.31).
+uint64_t Invariants::graceOf(const Watch& watch) const {
+    static constexpr uint64_t SECOND = 1'000'000;
+    const bool held = !m_holding.empty() || (m_lastHeld && *m_lastHeld + SECOND >= watch.since);
+    return m_grace + (held ? m_heldGrace : 0);
+}
+
+static bool waitsForHoldCount(const tMstp& context) {
+    for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
+        const tMstpPort& port = context.ports[p];
+        if (port.state == MSTP_SLOT_IN_USE && port.portEnabled != 0 &&
+            (port.newInfo != 0 || port.newInfoMsti != 0) &&
+            port.txCount >= port.bridge->txHoldCount) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void Invariants::noteHeld(uint64_t time, uint32_t node) {
+    const bool holds = waitsForHoldCount(m_network.node(node).context);
+    const bool held = m_holding.count(node) != 0;
+    if (holds) {
+        m_holding.insert(node);
+    } else if (held) {
+        m_holding.erase(node);
+    }
+    if (holds || held) {
+        m_lastHeld = time;
+    }
+}
+
 void Invariants::report(uint64_t time, uint32_t vlan, Watch& watch) {
     m_longestLoop = std::max(m_longestLoop, time - watch.since);
-    if (watch.reported || time - watch.since < m_grace) {
+    if (watch.reported || time - watch.since < graceOf(watch)) {
         return;
     }
     watch.reported = true;
@@ -328,6 +360,9 @@ void Invariants::look(uint64_t time, uint32_t vlan, Watch& watch) {
         watch.link = cycles[0];
         watch.reported = false;
     }
+    if (watch.looping && !loops) {
+        watch.opened = time;
+    }
     watch.looping = loops;
     if (loops) {
         report(time, vlan, watch);
@@ -345,6 +380,7 @@ void Invariants::checkDaemon(uint64_t time, uint32_t node) {
         return;
     }
     m_passed = false;
+    noteHeld(time, node);
     for (const Violation& violation : violatedBounds(m_network, node)) {
         add(violation);
     }
@@ -367,11 +403,21 @@ void Invariants::turned(uint64_t time, uint32_t node) {
     }
 }
 
+// While the loop is one that is tolerated, or on its last way round after it.
+bool Invariants::tolerated(const TestFrame& frame) const {
+    const auto found = m_watches.find(frame.vlan);
+    if (found == m_watches.end()) {
+        return false;
+    }
+    const Watch& watch = found->second;
+    const uint64_t now = m_network.time();
+    return watch.looping ? now - watch.since < graceOf(watch)
+                         : watch.opened != 0 && frame.sent <= watch.opened &&
+                               now - watch.opened <= m_frameGrace;
+}
+
 void Invariants::testFrameLooped(const TestFrame& frame, LinkEnd at) {
-    const auto watch = m_watches.find(frame.vlan);
-    const bool tolerated = watch != m_watches.end() && watch->second.looping &&
-                           m_network.time() - watch->second.since < m_grace;
-    if (!tolerated) {
+    if (!tolerated(frame)) {
         add({m_network.time(), at.node, at.unit,
              "test frame " + std::to_string(frame.number) + " goes round in VLAN " +
                  std::to_string(frame.vlan)});

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -56,6 +57,11 @@ class Invariants : public Observer {
     /// A circle of forwarding ports, and test frames that go round in it, are tolerated for so
     /// long. At first none is.
     void allowLoopsFor(uint64_t microseconds) { m_grace = microseconds; }
+    /// And for so much longer where a port waited for its hold count with something to say, while
+    /// the circle was there or within the second before it.
+    void allowHeldLoopsFor(uint64_t microseconds) { m_heldGrace = microseconds; }
+    /// Test frames that were on their way when a circle was opened may go round for so long after.
+    void allowFramesFor(uint64_t microseconds) { m_frameGrace = microseconds; }
     void setExcuses(const Excuses& excuses) { m_excuses = excuses; }
 
     /// The first violations, at most a hundred.
@@ -84,6 +90,7 @@ class Invariants : public Observer {
         bool looping = false;
         bool reported = false; ///< this loop
         uint64_t since = 0;
+        uint64_t opened = 0;    ///< the last loop; 0 = there was none
         uint32_t link = NO_END; ///< that closed the loop
     };
 
@@ -92,6 +99,9 @@ class Invariants : public Observer {
     void report(uint64_t time, uint32_t vlan, Watch& watch);
     void changeAll();
     void checkDaemon(uint64_t time, uint32_t node);
+    void noteHeld(uint64_t time, uint32_t node);
+    uint64_t graceOf(const Watch& watch) const;
+    bool tolerated(const TestFrame& frame) const;
 
     Network& m_network;
     Excuses m_excuses;
@@ -100,6 +110,10 @@ class Invariants : public Observer {
     bool m_anyChange = true;
     bool m_passed = false; ///< the node whose turn it is
     uint64_t m_grace = 0;
+    uint64_t m_heldGrace = 0;
+    uint64_t m_frameGrace = 0;
+    std::set<uint32_t> m_holding; ///< nodes of which a port waits for its hold count
+    std::optional<uint64_t> m_lastHeld;
     uint64_t m_longestLoop = 0;
     uint64_t m_count = 0;
     std::vector<Violation> m_violations;

@@ -84,6 +84,29 @@ TEST_F(InvariantsOfRing, TolerateALoopThatIsShortEnough) {
     EXPECT_GT(m_invariants.longestLoop(), 0U);
 }
 
+TEST_F(InvariantsOfRing, TolerateALoopForLongerWhileAPortWaitsForItsHoldCount) {
+    m_lab.settle();
+    m_invariants.allowLoopsFor(1);
+    m_invariants.allowHeldLoopsFor(60 * SECOND);
+    tMstpPort& port = m_lab.network.node(0).context.ports[0];
+    port.bridge->txHoldCount = 0;
+    m_lab.network.run(3 * SECOND);
+    openRing();
+    lookAgain();
+    const auto isLoop = Field(&sim::Violation::text, HasSubstr("loop"));
+    EXPECT_THAT(m_invariants.violations(), Not(Contains(isLoop)));
+}
+
+TEST_F(InvariantsOfRing, TolerateALoopForNoLongerWhereNoPortWaits) {
+    m_lab.settle();
+    m_invariants.allowLoopsFor(1);
+    m_invariants.allowHeldLoopsFor(60 * SECOND);
+    openRing();
+    lookAgain();
+    const auto isLoop = Field(&sim::Violation::text, HasSubstr("loop"));
+    EXPECT_THAT(m_invariants.violations(), Contains(isLoop));
+}
+
 TEST_F(InvariantsOfRing, ExcuseALink) {
     m_lab.settle();
     openRing();

@@ -36,8 +36,8 @@ Draft restless() {
     draft.links = {{{0, 1}}, {{1, 2}}, {{2, 0}}};
     draft.hosts = {{0}};
     DraftTrouble trouble;
-    trouble.link = 0;
-    trouble.at = 20 * SECOND;
+    trouble.what = Trouble::Restart;
+    trouble.at = 30 * SECOND;
     draft.troubles = {trouble};
     draft.quiet = 6 * SECOND;
     return draft;
@@ -73,6 +73,61 @@ TEST(Draft, NamesOfParallelLinksAreTheirOwn) {
     EXPECT_EQ(scenario.links[0].name, "link1");
     EXPECT_EQ(scenario.links[1].name, "sw2-sw3");
     EXPECT_EQ(scenario.links[3].name, "link4");
+}
+
+// Three bridges in a circle, a fourth behind sw1: the root of the CIST.
+static Draft rootAtTheSide() {
+    Draft draft;
+    draft.instances = 0;
+    draft.bridges.resize(4);
+    draft.bridges[3].priorities[0] = 0;
+    draft.links = {{{0, 1}}, {{1, 2}}, {{2, 0}}, {{3, 0}}};
+    return draft;
+}
+
+static Microseconds settles(Draft draft, const DraftTrouble& trouble) {
+    draft.troubles = {trouble};
+    return settlesWithin(draft, trouble);
+}
+
+TEST(Draft, CircleThatIsCutSettlesByHandshakes) {
+    DraftTrouble cut;
+    cut.at = 30 * SECOND;
+    cut.link = 1;
+    EXPECT_EQ(settles(rootAtTheSide(), cut), 5 * SECOND);
+}
+
+TEST(Draft, CircleThatLosesItsRootMayForgetItByHops) {
+    DraftTrouble cut;
+    cut.at = 30 * SECOND;
+    cut.link = 3;
+    EXPECT_GT(settles(rootAtTheSide(), cut), 20 * SECOND);
+}
+
+TEST(Draft, RootThatStepsDownMayBeForgottenByHops) {
+    DraftTrouble priority;
+    priority.what = Trouble::Priority;
+    priority.at = 30 * SECOND;
+    priority.bridge = 3;
+    priority.value = 15;
+    EXPECT_GT(settles(rootAtTheSide(), priority), 20 * SECOND);
+}
+
+TEST(Draft, BetterRootIsHeardOfByHandshakes) {
+    DraftTrouble priority;
+    priority.what = Trouble::Priority;
+    priority.at = 30 * SECOND;
+    priority.bridge = 1;
+    EXPECT_EQ(settles(rootAtTheSide(), priority), 5 * SECOND);
+}
+
+TEST(Draft, ChainThatLosesItsRootSettlesByHandshakes) {
+    Draft draft = rootAtTheSide();
+    draft.links.erase(draft.links.begin() + 2);
+    DraftTrouble cut;
+    cut.at = 30 * SECOND;
+    cut.link = 2;
+    EXPECT_EQ(settles(draft, cut), 5 * SECOND);
 }
 
 TEST(Judge, TellsWhichPromiseWasBrokenFirst) {

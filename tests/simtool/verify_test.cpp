@@ -50,6 +50,33 @@ TEST(Verifier, AcceptsRegionsAndOlderVersions) {
                 IsEmpty());
 }
 
+// The root steps down while one link is slow.
+static std::string slowLink(const std::string& delay, uint32_t holdCount) {
+    return "defaults: {bridge: {version: rstp, hold-count: " + std::to_string(holdCount) +
+           "}}\n"
+           "bridges: {sw1: {priority: 12288}, sw2: {priority: 8192}, sw3: {priority: 4096}}\n"
+           "hosts: {h1: sw2}\n"
+           "duration: 60s\n"
+           "links:\n"
+           "  - {between: sw1-sw2, name: link1}\n"
+           "  - {between: sw2-sw3, name: link2}\n"
+           "  - {between: sw3-sw1, name: link3, delay: " +
+           delay +
+           "}\n"
+           "  - {between: sw2-sw3, name: link4}\n"
+           "events:\n"
+           "  - {at: 40s, set: sw3 instance 0 priority 61440}\n"
+           "  - {at: 40s, send: {from: h1, every: 10ms, for: 5s}}\n";
+}
+
+TEST(Verifier, KnowsALoopForAsLongAsFramesAreUnderWay) {
+    EXPECT_THAT(verified(slowLink("100ms", 6)), IsEmpty());
+}
+
+TEST(Verifier, KnowsALoopThatWaitsForAHoldCount) {
+    EXPECT_THAT(verified(slowLink("200ms", 6)), IsEmpty());
+}
+
 TEST(Verifier, TellsOfBridgesThatNoFramesReach) {
     EXPECT_THAT(verified("defaults: {bridge: {max-hops: 6}}\n"
                          "generate: {kind: chain, bridges: 10}\n"),

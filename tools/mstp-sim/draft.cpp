@@ -304,10 +304,14 @@ class Drawer {
         for (uint32_t i = number(1, calm ? 4 : 8); i > 0; i--) {
             DraftTrouble next = trouble();
             next.at = at;
-            if (reachesDaemon(next) && isFree(next)) {
+            const bool happens = reachesDaemon(next) && isFree(next);
+            if (happens) {
                 m_draft.troubles.push_back(next);
             }
             at += calm ? next.length + PAUSE : number(1, 8000) * MILLISECOND;
+            if (isKind(DraftKind::Plain) && happens) {
+                at = std::max(at, next.at + settlesWithin(m_draft, next) + SECOND);
+            }
         }
         // Old information may go round between hubs until it is too old.
         m_draft.quiet = isKind(DraftKind::Hubs)         ? 150 * SECOND

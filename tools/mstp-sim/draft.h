@@ -26,6 +26,7 @@ enum class DraftKind : uint8_t {
     Deep,        ///< chains at and beyond the reach of information
 };
 inline constexpr uint32_t DRAFT_KINDS = 10;
+inline constexpr uint32_t USUAL_PRIORITY = 8; ///< of a bridge, in steps of 4096
 const char* kindName(DraftKind kind);
 
 struct DraftBridge {
@@ -106,6 +107,10 @@ Draft draftScenario(uint64_t seed, uint64_t number, uint32_t mostBridges, bool l
 
 /// The scenario file. @param note  lines for its head, without line breaks
 std::string draftText(const Draft& draft, const std::vector<std::string>& note = {});
+
+/// How soon after a trouble has begun the network has settled, if it is left alone and its bridges
+/// are alike and all within reach.
+Microseconds settlesWithin(const Draft& draft, const DraftTrouble& trouble);
 
 /// When the last trouble is over.
 Microseconds endOfTroubles(const Draft& draft);

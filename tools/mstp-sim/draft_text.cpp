@@ -319,6 +319,13 @@ class Text {
         }
     }
 
+    static Microseconds halfOfFlap(const DraftTrouble& trouble) {
+        return trouble.length / std::max(trouble.value, 1U) / 2;
+    }
+    static Microseconds endOfFlaps(const DraftTrouble& trouble) {
+        return trouble.at + (2 * std::max(trouble.value, 1U) - 1) * halfOfFlap(trouble);
+    }
+
     void addTrouble(const DraftTrouble& trouble) {
         const auto forATime = [&](const std::string& begin, const std::string& end) {
             event(trouble.at, begin);
@@ -337,7 +344,7 @@ class Text {
             forATime("cut: " + linkName(trouble.link), "mend: " + linkName(trouble.link));
             break;
         case Trouble::Flaps: {
-            const Microseconds half = trouble.length / std::max(trouble.value, 1U) / 2;
+            const Microseconds half = halfOfFlap(trouble);
             for (uint32_t i = 0; i < trouble.value; i++) {
                 event(trouble.at + 2 * i * half, "cut: " + linkName(trouble.link));
                 event(trouble.at + (2 * i + 1) * half, "mend: " + linkName(trouble.link));
@@ -385,7 +392,9 @@ class Text {
     // as it should be for traffic.
     void expectSettled(const DraftTrouble& trouble) {
         const Microseconds over = trouble.at + trouble.length;
-        event(over + PAUSE, "expect: {settled: " + time(SETTLED) + "}");
+        const Microseconds settled =
+            std::max(over + SETTLED, trouble.at + settlesWithin(m_draft, trouble));
+        event(std::max(over + PAUSE, settled), "expect: {settled: " + time(settled - over) + "}");
     }
 
     // A port that refuses a root stops and goes on for ever.
@@ -394,10 +403,33 @@ class Text {
                            [](const DraftBridge& b) { return !b.rootProtections.empty(); });
     }
 
+    bool losesFrames() const {
+        return std::any_of(m_draft.troubles.begin(), m_draft.troubles.end(),
+                           [](const DraftTrouble& t) {
+                               return t.what == Trouble::Mute || t.what == Trouble::Lose;
+                           });
+    }
+
+    // From which the time to settle counts: the end of a hang is none.
+    Microseconds lastEvent() const {
+        Microseconds last = 0;
+        for (const DraftTrouble& trouble : m_draft.troubles) {
+            const bool ends = trouble.what != Trouble::Hang && trouble.what != Trouble::Flaps;
+            last = std::max(last, trouble.at + (ends ? trouble.length : 0));
+            if (trouble.what == Trouble::Flaps) {
+                last = std::max(last, endOfFlaps(trouble));
+            }
+        }
+        return last;
+    }
+
     // A port to a host that is no edge port waits, also for the longest delay after a restart.
+    // So do bridges that information may not reach.
     bool settlesSoon() const {
-        return homogeneous(m_draft) && std::all_of(m_draft.hosts.begin(), m_draft.hosts.end(),
-                                                   [](const DraftHost& host) { return host.edge; });
+        return homogeneous(m_draft) &&
+               m_draft.bridges.size() <= std::min(m_draft.maxHops, m_draft.maxAge) &&
+               std::all_of(m_draft.hosts.begin(), m_draft.hosts.end(),
+                           [](const DraftHost& host) { return host.edge; });
     }
 
     void writeEvents() {
@@ -413,11 +445,16 @@ class Text {
             }
         }
         if (mayTalk()) {
+            // Nobody says a topology change twice that was lost: addresses then stay until they
+            // age.
+            if (losesFrames()) {
+                sayHello(end() - LAST_TRAFFIC - SECOND);
+            }
             talk(end() - LAST_TRAFFIC);
         }
         if (!refusesRoots()) {
-            const Microseconds rest = m_draft.quiet - std::min(m_draft.quiet, LAST_TRAFFIC);
-            event(end(), "expect: {settled: " + time(rest) + "}");
+            const Microseconds calm = end() - std::min(m_draft.quiet, LAST_TRAFFIC);
+            event(end(), "expect: {settled: " + time(calm - std::min(calm, lastEvent())) + "}");
         }
         if (m_events.empty()) {
             return;

@@ -59,22 +59,6 @@ bool alike(const Scenario& scenario) {
     return kinds.size() <= 1;
 }
 
-// What a BPDU needs through the whole network at the most: so long may bridges act on different
-// information.
-Microseconds underWay(const Scenario& scenario) {
-    Microseconds sum = 0;
-    Microseconds jitter = 0;
-    for (const LinkPlan& link : scenario.links) {
-        sum += link.options.delay + link.options.jitter;
-    }
-    for (const Event& event : scenario.events) {
-        if (const auto* impair = std::get_if<Impair>(&event.action)) {
-            jitter = std::max(jitter, impair->options.jitter);
-        }
-    }
-    return sum + jitter;
-}
-
 // The highest of the bridges, which its root or regional root tells all.
 uint32_t highest(const Scenario& scenario, const std::string& name, uint32_t standard) {
     uint32_t value = 0;
@@ -191,12 +175,33 @@ bool hasTwins(const Scenario& scenario) {
 
 } // namespace
 
+// What a BPDU needs through the whole network at the most: so long may bridges act on different
+// information.
+Microseconds underWay(const Scenario& scenario) {
+    Microseconds sum = 0;
+    Microseconds jitter = 0;
+    for (const LinkPlan& link : scenario.links) {
+        sum += link.options.delay + link.options.jitter;
+    }
+    for (const Event& event : scenario.events) {
+        if (const auto* impair = std::get_if<Impair>(&event.action)) {
+            jitter = std::max(jitter, impair->options.jitter);
+        }
+    }
+    return sum + jitter;
+}
+
 Microseconds toleratedLoop(const Scenario& scenario) {
     return underWay(scenario) + (alike(scenario) ? 0 : boundaryLoop(scenario));
 }
 
+// What ends the loop may be among what waits (13.31).
+Microseconds toleratedHeldLoop(const Scenario& scenario) {
+    return underWay(scenario) == 0 ? 0 : SECOND;
+}
+
 std::string knownLoop(const Scenario& scenario, Microseconds length) {
-    return length <= underWay(scenario) ? UNDER_WAY : BOUNDARY;
+    return alike(scenario) || length <= underWay(scenario) ? UNDER_WAY : BOUNDARY;
 }
 
 std::string knownResult(const Scenario& scenario, const Failure& failure) {

@@ -14,6 +14,12 @@ namespace simtool {
 /// How long a loop may last in this network, if nothing else makes it longer; 0 = none is right.
 Microseconds toleratedLoop(const Scenario& scenario);
 
+/// How much longer where a port waits for its hold count.
+Microseconds toleratedHeldLoop(const Scenario& scenario);
+
+/// How long frames are on their way at the most.
+Microseconds underWay(const Scenario& scenario);
+
 /// The known result that a loop of this length is, which is tolerated.
 std::string knownLoop(const Scenario& scenario, Microseconds length);
 

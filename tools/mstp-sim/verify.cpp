@@ -37,6 +37,8 @@ Verifier::Verifier(Lab& lab)
     : m_lab(lab), m_invariants(lab.network(), vlansOf(lab.scenario())), m_rate(lab) {
     const Microseconds tolerated = toleratedLoop(lab.scenario());
     m_invariants.allowLoopsFor(tolerated == 0 ? 0 : tolerated + 1);
+    m_invariants.allowHeldLoopsFor(toleratedHeldLoop(lab.scenario()));
+    m_invariants.allowFramesFor(underWay(lab.scenario()));
 }
 
 // Where a violation is, by the scenario's names.
@@ -90,8 +92,9 @@ void Verifier::addMoments() {
         fail(failure);
     }
     const Microseconds loop = m_invariants.longestLoop();
-    if (loop != 0 && loop <= toleratedLoop(m_lab.scenario())) {
-        m_known.insert(knownLoop(m_lab.scenario(), loop));
+    const Scenario& scenario = m_lab.scenario();
+    if (loop != 0 && loop <= toleratedLoop(scenario) + toleratedHeldLoop(scenario)) {
+        m_known.insert(knownLoop(scenario, loop));
     }
 }
 
