@@ -5,14 +5,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
 
-#include "campaign.h"
 #include "causes.h"
+#include "command_line.h"
 #include "generate.h"
 #include "parse.h"
 #include "pcap.h"
@@ -25,24 +24,6 @@ namespace {
 using namespace simtool;
 
 enum ExitCode { EXIT_DONE = 0, EXIT_UNEXPECTED = 1, EXIT_WRONG = 2 };
-
-struct Arguments {
-    std::string file;
-    std::string other;
-    std::string dot;
-    std::string svg;
-    std::string pcap;
-    std::string link;
-    std::optional<uint64_t> seed;
-    bool json = false;
-    bool quiet = false;
-    bool brief = false;
-    bool verify = false;
-    bool why = false;
-    bool cost = false;
-    Shape shape;
-    CampaignOptions campaign;
-};
 
 // How far the run is, and how long it will take, on a terminal.
 class Progress {
@@ -198,118 +179,32 @@ int campaign(const Arguments& arguments) {
     return runCampaign(arguments.campaign, std::cout) ? EXIT_DONE : EXIT_UNEXPECTED;
 }
 
-void addCampaign(CLI::App& app, CampaignOptions& options) {
-    app.add_option("--seed", options.seed, "of all scenarios")->capture_default_str();
-    app.add_option("--first", options.first, "the number of the first")->capture_default_str();
-    app.add_option("--count", options.count, "how many")->capture_default_str();
-    app.add_option("--minutes", options.minutes, "run for so long instead of so many");
-    app.add_option("--jobs", options.jobs, "how many run at once")
-        ->check(CLI::Range(1, 256))
-        ->capture_default_str();
-    app.add_option("--max-bridges", options.mostBridges, "of a scenario")
-        ->check(CLI::Range(2, 64))
-        ->capture_default_str();
-    app.add_flag("--large", options.large, "half of the networks are large, instead of a few");
-    app.add_option("--shrink", options.shrinkRuns, "runs that may be spent to make a failure small")
-        ->capture_default_str();
-    app.add_option("--limit", options.limit, "seconds of the wall clock for a scenario")
-        ->check(CLI::Range(1, 86400))
-        ->capture_default_str();
-    app.add_flag("--stop", options.stopAtFailure, "start no more scenarios after a failure");
-    app.add_option("--out", options.out, "a folder for the files of what failed")
-        ->check(CLI::ExistingDirectory);
-}
-
-int perform(CLI::App& app, int argc, char** argv) {
-    Arguments arguments;
-    int (*chosen)(const Arguments&) = nullptr;
-    app.require_subcommand(1);
-
-    CLI::App* runs = app.add_subcommand("run", "Run a scenario and tell what happened");
-    runs->add_option("FILE", arguments.file, "the scenario")->required();
-    runs->add_flag("--verify", arguments.verify, "check what must hold in every network too");
-    CLI::Option* json =
-        runs->add_flag("--json", arguments.json, "one JSON document instead of text");
-    CLI::Option* brief =
-        runs->add_flag("--brief", arguments.brief, "tell only the figures for each event");
-    runs->add_flag("--quiet,-q", arguments.quiet, "tell only what was not as expected")
-        ->excludes(brief);
-    runs->add_flag("--why", arguments.why, "tell what bounds the time to settle after each event")
-        ->excludes(json);
-    runs->add_flag("--cost", arguments.cost, "tell on standard error what the run took");
-    runs->add_option("--dot", arguments.dot, "write the final trees for Graphviz");
-    runs->add_option("--svg", arguments.svg, "write a drawing of the final trees");
-    runs->add_option("--pcap", arguments.pcap,
-                     "a folder for a capture of each link; with --link the one file");
-    runs->add_option("--link", arguments.link, "the one link to capture");
-    runs->add_option("--seed", arguments.seed, "instead of the file's");
-    runs->callback([&] { chosen = run; });
-
-    CLI::App* checks = app.add_subcommand("check", "Tell every error in a scenario");
-    checks->add_option("FILE", arguments.file, "the scenario")->required();
-    checks->callback([&] { chosen = check; });
-
-    CLI::App* compares = app.add_subcommand("compare", "Run two scenarios side by side");
-    compares->add_option("A", arguments.file, "a scenario")->required();
-    compares->add_option("B", arguments.other, "another")->required();
-    compares->add_option("--seed", arguments.seed, "instead of the files'");
-    compares->callback([&] { chosen = compare; });
-
-    CLI::App* generates = app.add_subcommand("generate", "Print a scenario of a known shape");
-    generates
-        ->add_option("KIND", arguments.shape.kind,
-                     "chain, ring, grid, mesh, fat-tree, random or regions")
-        ->required()
-        ->check(CLI::IsMember(shapeKinds()));
-    const CLI::Range number(1, 4096);
-    generates->add_option("--bridges", arguments.shape.bridges, "how many; in each region")
-        ->check(number)
-        ->capture_default_str();
-    generates->add_option("--rows", arguments.shape.rows, "of a grid")
-        ->check(number)
-        ->capture_default_str();
-    generates->add_option("--columns", arguments.shape.columns, "of a grid")
-        ->check(number)
-        ->capture_default_str();
-    generates->add_option("--pods", arguments.shape.pods, "of a fat tree")
-        ->check(CLI::Range(2, 50))
-        ->capture_default_str();
-    generates->add_option("--degree", arguments.shape.degree, "links of a bridge, on average")
-        ->check(number)
-        ->capture_default_str();
-    generates->add_option("--regions", arguments.shape.regions, "how many")
-        ->check(number)
-        ->capture_default_str();
-    generates->add_option("--seed", arguments.shape.seed, "of a random network")
-        ->capture_default_str();
-    generates->callback([&] { chosen = generateText; });
-
-    CLI::App* campaigns = app.add_subcommand("campaign", "Run random scenarios, all of it checked");
-    addCampaign(*campaigns, arguments.campaign);
-    campaigns->callback([&] { chosen = campaign; });
-
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_DONE : EXIT_WRONG;
+int perform(const Arguments& arguments) {
+    switch (arguments.job) {
+    case Job::Run:
+        return run(arguments);
+    case Job::Check:
+        return check(arguments);
+    case Job::Compare:
+        return compare(arguments);
+    case Job::Generate:
+        return generateText(arguments);
+    case Job::Campaign:
+        return campaign(arguments);
     }
-    try {
-        return chosen(arguments);
-    } catch (const BadInput& error) {
-        std::cerr << error.what();
-        return EXIT_WRONG;
-    }
+    return EXIT_WRONG;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     try {
-        CLI::App app("Runs networks of MSTP bridges in virtual time.", "mstp-sim");
-        app.set_version_flag("--version", std::string("mstp-sim ") + MSTP_VERSION);
-        return perform(app, argc, argv);
+        const std::optional<Arguments> arguments = readCommandLine(argc, argv);
+        return arguments ? perform(*arguments) : EXIT_DONE;
+    } catch (const BadInput& error) {
+        std::cerr << error.what();
     } catch (const std::exception& error) {
         std::cerr << "mstp-sim: " << error.what() << "\n";
-        return EXIT_WRONG;
     }
+    return EXIT_WRONG;
 }
