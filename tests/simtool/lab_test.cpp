@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "rules.h"
 #include "trial.h"
 
 using testing::ElementsAre;
@@ -175,6 +176,13 @@ TEST(Lab, TellsOfASettingThatADaemonRefuses) {
     EXPECT_THAT(run.failures(),
                 ElementsAre("sw1 takes: set instance 7 priority 0; found: there is no instance 7 "
                             "(mstp instance add 7)"));
+}
+
+// Every host has an interface "lo"; it may as well have one that is called "1".
+TEST(Lab, KnowsPortsByTheScenarioAlone) {
+    const Trial run(twoBridges(""));
+    EXPECT_THROW(unitOf("lo"), Refused);
+    EXPECT_EQ(unitOf("1"), 1U);
 }
 
 TEST(Lab, LetsACommandWaitForADaemonThatIsHung) {

@@ -6,6 +6,7 @@
 #include "mstp/enums.h"
 #include "mstp/management.h"
 #include "mstp_nm.h"
+#include "rules.h"
 #include "words.h"
 
 namespace simtool {
@@ -18,6 +19,7 @@ static constexpr uint16_t SPARE_PORTS = 4;
 
 Lab::Lab(const Scenario& scenario, bool keepTimeline)
     : m_scenario(scenario), m_network(scenario.seed), m_recorder(m_network, keepTimeline) {
+    forgetInterfaceNames();
     m_network.addObserver(&m_recorder);
     build();
 }

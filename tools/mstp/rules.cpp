@@ -12,8 +12,14 @@ static constexpr uint32_t HUNDREDTHS = 100;
 
 using List = std::vector<uint8_t>;
 
+static bool interfacesHaveNames = true;
+
+void forgetInterfaceNames() {
+    interfacesHaveNames = false;
+}
+
 uint32_t unitOf(const std::string& interface) {
-    uint32_t unit = interfaceUnit(interface);
+    uint32_t unit = interfacesHaveNames ? interfaceUnit(interface) : 0;
     if (unit == 0) {
         unit = parseNumber(interface).value_or(0);
     }

@@ -15,6 +15,10 @@
 /// @throws Refused if there is none
 uint32_t unitOf(const std::string& interface);
 
+/// From now on interfaces have numbers only: the daemons are not on this host, whose interfaces may
+/// be called like theirs.
+void forgetInterfaceNames();
+
 /// The table's get selector and the keys that stand for @p target.
 std::pair<uint32_t, Keys> addressOf(const Target& target);
 
