@@ -160,6 +160,7 @@ static const Case UNMET[] = {
     {"NoFrame", "expect: [{frame: {from: sw1.1}, at-most: 0, since: 0s}]"},
     {"Path", "expect: [{path: [h1, h2], there: no}]"},
     {"Count", "expect: [{bpdus: 0}]"},
+    {"RootOfAnInstanceThatNobodyRuns", "expect: [{root: sw1, instance: 7}]"},
     {"Looped", "expect: [{looped: {at-least: 1}}]"},
 };
 
@@ -183,6 +184,12 @@ TEST(Lab, KnowsPortsByTheScenarioAlone) {
     const Trial run(twoBridges(""));
     EXPECT_THROW(unitOf("lo"), Refused);
     EXPECT_EQ(unitOf("1"), 1U);
+}
+
+TEST(Lab, AsksForTheRootOfAnInstanceThatWasAdded) {
+    const Trial run(twoBridges("events: [{at: 20s, mstp: sw1 instance add 3}]\n"
+                               "expect: [{root: sw1, instance: 3}]"));
+    EXPECT_THAT(run.failures(), IsEmpty());
 }
 
 TEST(Lab, LetsACommandWaitForADaemonThatIsHung) {

@@ -41,18 +41,20 @@ std::string Lab::found(const ExpectPort& expect) {
 
 std::string Lab::found(const ExpectRoot& expect) {
     std::string others;
+    bool answered = false;
     for (uint32_t b = 0; b < m_scenario.bridges.size(); b++) {
         const bool asked = expect.seenBy ? *expect.seenBy == b : running(b);
-        if (!asked || !runs(b, expect.instance)) {
+        const auto is = asked && running(b) ? root(b, expect.instance) : std::nullopt;
+        if (!asked || (!is && !runs(b, expect.instance))) {
             continue;
         }
-        const auto is = running(b) ? root(b, expect.instance) : std::nullopt;
+        answered = true;
         if (!is || *is != expect.root) {
             others += (others.empty() ? "" : ", ") + m_scenario.bridges[b].name + " says " +
                       (is ? m_scenario.bridges[*is].name : "another");
         }
     }
-    return others;
+    return answered ? others : "no bridge that runs the instance";
 }
 
 std::string Lab::found(const ExpectSettled& expect) {

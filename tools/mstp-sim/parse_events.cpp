@@ -466,6 +466,7 @@ std::optional<Expectation> Parser::expectPort(Fields& fields, const YAML::Node& 
     if (!expect.role && !expect.state) {
         complaints.add(node, "a role: or a state: is expected of a port");
     }
+    expectAPort(node, end->owner, end->port);
     expect.bridge = end->owner;
     expect.port = end->port;
     return expect;
@@ -579,7 +580,10 @@ std::optional<Expectation> Parser::expectValue(Fields& fields, const YAML::Node&
         complaints.add(node, reason.what());
         return std::nullopt;
     }
-    expect.bridge = *bridge;
+    expect.bridge = bridge.value_or(0);
+    if (!expect.target.interface.empty()) {
+        expectAPort(node, expect.bridge, parseNumber(expect.target.interface).value_or(0));
+    }
     if (expect.setting->kind == Kind::BridgeId) {
         for (auto* text : {&expect.is, &expect.isNot}) {
             *text = *text ? std::optional(bridgeIdText(**text, false)) : std::nullopt;

@@ -147,8 +147,12 @@ void Parser::readBridges(const YAML::Node& node) {
         }
     };
     if (node.IsSequence()) {
+        std::set<std::string> seen;
         for (const YAML::Node& name : node) {
             one(name, YAML::Node());
+            if (name.IsScalar() && !seen.insert(name.Scalar()).second) {
+                complaints.add(name, "\"" + name.Scalar() + "\" stands here twice");
+            }
         }
         return;
     }
@@ -671,6 +675,18 @@ std::optional<End> Parser::endOf(const YAML::Node& node, const std::string& text
     return End{*bridge, false, *port};
 }
 
+void Parser::expectAPort(const YAML::Node& node, uint32_t bridge, uint32_t port) {
+    for (const LinkPlan& link : m_scenario.links) {
+        for (const End& end : link.ends) {
+            if (!end.host && end.owner == bridge && end.port == port) {
+                return;
+            }
+        }
+    }
+    complaints.add(node, m_scenario.bridges[bridge].name + " has no port " + std::to_string(port) +
+                             ": nothing is plugged in there");
+}
+
 static bool matches(const Scenario& scenario, const LinkPlan& link, const std::string& text) {
     const size_t dash = text.find('-');
     if (link.name == text) {
@@ -792,6 +808,26 @@ void Parser::parse(const YAML::Node& root) {
     fields.finish();
 }
 
+// A tab before a line's first word is what beginners trip over, and YAML's own words for it tell
+// nothing.
+static Complaint complaintOf(const YAML::Exception& error, const std::string& text) {
+    if (error.mark.line < 0) {
+        return {{}, error.msg};
+    }
+    const auto number = static_cast<uint32_t>(error.mark.line) + 1;
+    std::istringstream lines(text);
+    std::string line;
+    for (uint32_t i = 0; i < number; i++) {
+        std::getline(lines, line);
+    }
+    const size_t tab = line.substr(0, line.find_first_not_of(" \t")).find('\t');
+    if (tab != std::string::npos) {
+        return {{number, static_cast<uint32_t>(tab) + 1},
+                "a line is indented with blanks, not with tabs"};
+    }
+    return {{number, static_cast<uint32_t>(error.mark.column) + 1}, error.msg};
+}
+
 Scenario parseScenario(const std::string& text, const std::string& file) {
     Scenario scenario;
     scenario.file = file;
@@ -800,11 +836,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     try {
         parser.parse(YAML::Load(text));
     } catch (const YAML::Exception& error) {
-        parser.complaints.add(error.mark.line < 0
-                                  ? Place{}
-                                  : Place{static_cast<uint32_t>(error.mark.line) + 1,
-                                          static_cast<uint32_t>(error.mark.column) + 1},
-                              error.msg);
+        const Complaint complaint = complaintOf(error, text);
+        parser.complaints.add(complaint.place, complaint.text);
     }
     if (!parser.complaints.empty()) {
         throw BadInput(parser.complaints.text(file));

@@ -46,6 +46,8 @@ class Parser {
     std::optional<uint32_t> bridgeOf(const YAML::Node& node, const std::string& name);
     std::optional<uint32_t> hostOf(const YAML::Node& node, const std::string& name);
     std::optional<End> endOf(const YAML::Node& node, const std::string& text);
+    /// Complains if the bridge has no such port.
+    void expectAPort(const YAML::Node& node, uint32_t bridge, uint32_t port);
     std::optional<uint32_t> linkOf(const YAML::Node& node, const std::string& text);
     std::optional<std::pair<uint32_t, uint32_t>> plugOf(const YAML::Node& node,
                                                         const std::string& text);
