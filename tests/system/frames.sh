@@ -1,16 +1,6 @@
 # What an independent decoder reads in captures, beside what daemons show. Sourced by bash.
 
-passed=0 failed=0
-check() { # SENTENCE STATUS [DETAIL]
-    if [ "$2" = 0 ]; then
-        passed=$((passed + 1))
-        echo "ok: $1"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n' "$1"
-        sed 's/^/    /' <<<"${3:-}" | head -60
-    fi
-}
+. "$(dirname "${BASH_SOURCE[0]}")/check.sh"
 
 read_frames() { tshark -n -r "$@" 2>/dev/null; } # FILE ARGUMENTS...
 

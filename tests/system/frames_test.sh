@@ -119,5 +119,4 @@ for link in "${NET_LINKS[@]}"; do
     check_decoded "the wire $a-$b" "$(capture_file "$a" "$b")"
 done
 
-echo "$passed passed, $failed failed"
-[ $failed = 0 ]
+check_verdict

@@ -7,6 +7,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 top=$(cd "$here/../.." && pwd)
 [ -n "${MSTP_OWN_MOUNTS:-}" ] || MSTP_OWN_MOUNTS=1 exec unshare --mount "$0" "$@"
 . "$top/scripts/bridges.sh"
+. "$here/check.sh"
 
 cache=${MSTP_ROOT_CACHE:-$top/build/test-root}
 bridge=mstp-it$(($$ % 10000))
@@ -27,24 +28,13 @@ clean() {
 trap clean EXIT
 trap 'exit 130' INT TERM HUP
 
-passed=0 failed=0
-check() { # SENTENCE EXPECTED ACTUAL
-    if [ "$2" = "$3" ]; then
-        passed=$((passed + 1))
-        echo "ok: $1"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n  expected:\n%s\n  actual:\n%s\n' "$1" "$2" "$3"
-    fi
-}
-
 # check_until SENTENCE EXPECTED COMMAND...: what the command prints becomes this.
 check_until() {
     local actual end=$((SECONDS + 90))
     while actual=$("${@:3}" 2>&1); [ "$actual" != "$2" ] && [ $SECONDS -lt $end ]; do
         sleep 0.3
     done
-    check "$1" "$2" "$actual"
+    check_equal "$1" "$2" "$actual"
 }
 
 in_root() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C "$@"; }
@@ -90,7 +80,7 @@ package=$(cd "$1" && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p
 make_root || { echo "the clean root could not be made"; exit 1; }
 cp "$package" "$root/mstp.deb"
 in_root dpkg -i /mstp.deb >"$BR_RUN/dpkg.log" 2>&1
-check "the package installs in a clean root" 0 $?
+check_equal "the package installs in a clean root" 0 $?
 [ $failed = 0 ] || { cat "$BR_RUN/dpkg.log"; exit 1; }
 
 files=$(in_root dpkg -L mstp)
@@ -100,16 +90,16 @@ missing=$(for file in /usr/sbin/mstp-daemon /usr/bin/mstp /usr/bin/mstp-sim /usr
     $(cd "$top/docs/man" && ls | sed 's!.*\.\([0-9]\)$!/usr/share/man/man\1/&!'); do
     grep -qx "$file\(.gz\)\?" <<<"$files" || echo "$file"
 done)
-check "all that belongs to it is in the package" "" "$missing"
-check "nothing is where packages must not put files" "" "$(grep -E '^/(usr/local|home|root|tmp|run|var)' <<<"$files")"
+check_equal "all that belongs to it is in the package" "" "$missing"
+check_equal "nothing is where packages must not put files" "" "$(grep -E '^/(usr/local|home|root|tmp|run|var)' <<<"$files")"
 for program in mstp mstp-sim; do
     in_root $program --help >"$BR_RUN/help" 2>&1
-    check "$program runs with the libraries that the package asks for" 0 $?
+    check_equal "$program runs with the libraries that the package asks for" 0 $?
 done
-check "bash completes the client's commands" "0" "$(in_root bash -c '. /usr/share/bash-completion/completions/mstp && complete -p mstp >/dev/null; echo $?' 2>&1)"
+check_equal "bash completes the client's commands" "0" "$(in_root bash -c '. /usr/share/bash-completion/completions/mstp && complete -p mstp >/dev/null; echo $?' 2>&1)"
 # The clean root has no service manager, but what units lean on by default must be there.
 for target in sysinit basic shutdown; do printf '[Unit]\n' >"$root/usr/lib/systemd/system/$target.target"; done
-check "the unit has no error" "" "$(systemd-analyze verify --root="$root" --man=no "/usr/lib/systemd/system/mstp@.service" 2>&1 | grep -F 'mstp@')"
+check_equal "the unit has no error" "" "$(systemd-analyze verify --root="$root" --man=no "/usr/lib/systemd/system/mstp@.service" 2>&1 | grep -F 'mstp@')"
 
 # ---- the unit's commands
 
@@ -132,15 +122,15 @@ read -r -a command <<<"$(unit_values ExecStart)"
 as_unit "${command[@]}" >"$BR_RUN/log" 2>&1 &
 daemon=$!
 check_until "the service manager is told that the daemon is ready" READY=1 grep -x READY=1 "$BR_RUN/notices"
-check "the daemon is not root" "64321 64321 64321 64321" "$(sed -n 's/^Uid:\t//p' "/proc/$daemon/status" | xargs)"
-check "the daemon has two rights and can get no others" "CapBnd: 0000000000003000 CapEff: 0000000000003000 NoNewPrivs: 1" \
+check_equal "the daemon is not root" "64321 64321 64321 64321" "$(sed -n 's/^Uid:\t//p' "/proc/$daemon/status" | xargs)"
+check_equal "the daemon has two rights and can get no others" "CapBnd: 0000000000003000 CapEff: 0000000000003000 NoNewPrivs: 1" \
     "$(grep -E '^(CapEff|CapBnd|NoNewPrivs)' "/proc/$daemon/status" | sort | xargs)"
-check "the kernel leaves spanning tree to it" 2 "$(cat "/sys/class/net/$bridge/bridge/stp_state")"
+check_equal "the kernel leaves spanning tree to it" 2 "$(cat "/sys/class/net/$bridge/bridge/stp_state")"
 while read -r line; do
     read -r -a command <<<"${line#-}"
     output=$(as_unit "${command[@]}" 2>&1)
     status=$?
-    check "it takes: ${line/$bridge/BRIDGE}" "0 " "$status $output"
+    check_equal "it takes: ${line/$bridge/BRIDGE}" "0 " "$status $output"
 done <<<"$(unit_values ExecStartPost)"
 
 ports() {
@@ -150,31 +140,30 @@ check_until "every port of the bridge is in the tree, without being named" \
     "$(printf '%s designated forwarding\n' "$tag-a" "$tag-c")" ports
 kernel_states() { cat "/sys/class/net/$tag-a/brport/state" "/sys/class/net/$tag-c/brport/state" | xargs; }
 check_until "the kernel forwards on them" "3 3" kernel_states
-check "the bridge's own file was read" installed "$( (as_unit mstp show --json) | jq -r .region.name)"
+check_equal "the bridge's own file was read" installed "$( (as_unit mstp show --json) | jq -r .region.name)"
 
 kill -TERM "$daemon"
 wait "$daemon"
-check "it ends in good order when it is told to" 0 $?
+check_equal "it ends in good order when it is told to" 0 $?
 daemon=''
-check "the bridge is given back as it was found" "$found_stp" "$(cat "/sys/class/net/$bridge/bridge/stp_state")"
-check "nothing else was said than what this bridge cannot do" "" "$(grep -v 'VLAN filtering is off' "$BR_RUN/log")"
+check_equal "the bridge is given back as it was found" "$found_stp" "$(cat "/sys/class/net/$bridge/bridge/stp_state")"
+check_equal "nothing else was said than what this bridge cannot do" "" "$(grep -v 'VLAN filtering is off' "$BR_RUN/log")"
 
 # ---- who runs spanning tree
 
 in_root /sbin/bridge-stp unknown start
-check "a bridge without a daemon or a file stays with the kernel" 1 $?
+check_equal "a bridge without a daemon or a file stays with the kernel" 1 $?
 in_root /sbin/bridge-stp "$bridge" start
-check "a bridge with a file but no service manager stays with the kernel" 1 $?
+check_equal "a bridge with a file but no service manager stays with the kernel" 1 $?
 mkdir -p "$root/run/systemd/system" "$root/fake"
 printf '#!/bin/sh\necho "$*" >>/fake/calls\n' >"$root/fake/systemctl"
 printf '#!/bin/sh\necho "$1"\n' >"$root/fake/systemd-escape"
 chmod +x "$root"/fake/*
 in_root PATH=/fake:/usr/bin:/bin /sbin/bridge-stp "$bridge" start
-check "a bridge with a file is the daemon's" 0 $?
-check "its unit is started, and nobody waits for it" "--no-block start mstp@$bridge.service" "$(cat "$root/fake/calls")"
+check_equal "a bridge with a file is the daemon's" 0 $?
+check_equal "its unit is started, and nobody waits for it" "--no-block start mstp@$bridge.service" "$(cat "$root/fake/calls")"
 in_root PATH=/fake:/usr/bin:/bin /sbin/bridge-stp ../passwd start
-check "a name that is a path is nobody's" 1 $?
+check_equal "a name that is a path is nobody's" 1 $?
 
-echo "$passed passed, $failed failed"
 [ $failed = 0 ] || sed 's/^/log: /' "$BR_RUN/log"
-[ $failed = 0 ]
+check_verdict

@@ -4,21 +4,11 @@
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/../../scripts/network.sh"
+. "$here/check.sh"
 
 net_init "$(cd "$1" && pwd)"
 trap net_down EXIT
 trap 'exit 130' INT TERM HUP
-
-passed=0 failed=0
-check() {
-    if [ "$2" = "$3" ]; then
-        passed=$((passed + 1))
-        echo "ok: $1"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n  expected:\n%s\n  actual:\n%s\n' "$1" "$2" "$3"
-    fi
-}
 
 # "SWITCH PORT INSTANCE ROLE STATE" of every living switch, in the order of the words.
 all_roles() {
@@ -35,7 +25,7 @@ check_roles() {
     while actual=$(all_roles); [ "$actual" != "$expected" ] && [ $SECONDS -lt $end ]; do
         sleep 0.5
     done
-    check "$1" "$expected" "$actual"
+    check_equal "$1" "$expected" "$actual"
 }
 
 row() { # SWITCH PORT then "ROLE STATE" for each instance
@@ -91,7 +81,7 @@ done
 
 check_roles "four switches agree on three trees" 30 "$whole"
 digests=$(for switch in "${NET_SWITCHES[@]}"; do net_mstp "$switch" show region; done | sort -u | wc -l)
-check "all switches have the same region, revision and digest" 2 "$digests"
+check_equal "all switches have the same region, revision and digest" 2 "$digests"
 
 ip -n "$(net_ns s1)" link set to-s3 down
 check_roles "the trees find another way around a wire that is cut" 10 "$cut"
@@ -107,25 +97,24 @@ for _ in $(seq 20); do
     [ "$roles" = to-s1 ] && break
     sleep 0.5
 done
-check "a port whose interface vanishes leaves the bridge" "to-s1" "$roles"
+check_equal "a port whose interface vanishes leaves the bridge" "to-s1" "$roles"
 
 net_mstp s1 port del to-s2
 roles=$(net_roles s1 | awk '{ print $1 }' | sort -u | xargs)
-check "a port that is taken out is no longer shown" "to-s3 to-s4" "$roles"
+check_equal "a port that is taken out is no longer shown" "to-s3 to-s4" "$roles"
 net_mstp s1 instance del 2
 instances=$(net_mstp s1 show instances | awk 'NR > 2 { if (!NF) exit; print $1 }' | xargs)
-check "an instance that is removed is no longer shown" "0 1" "$instances"
+check_equal "an instance that is removed is no longer shown" "0 1" "$instances"
 
 reports=$(cat "$NET_RUN"/*/log 2>/dev/null | grep -E 'Sanitizer|runtime error' | head -5)
-check "no daemon was reported by a sanitizer" "" "$reports"
+check_equal "no daemon was reported by a sanitizer" "" "$reports"
 alive=$(for switch in s1 s2 s4; do kill -0 "${NET_DAEMON[$switch]}" && echo alive; done | sort | uniq -c | xargs)
-check "every daemon that was not killed still runs" "3 alive" "$alive"
+check_equal "every daemon that was not killed still runs" "3 alive" "$alive"
 
 tag=$NET_TAG run=$NET_RUN
 net_down
-check "no namespace is left behind" "" "$(ip netns list | grep "$tag")"
-check "no daemon is left behind" "" "$(pgrep -af "mstp-daemon s[1-4] 0 0 0 1 8 16")"
-check "no file is left behind" "" "$(ls -d "$run" 2>/dev/null)"
+check_equal "no namespace is left behind" "" "$(ip netns list | grep "$tag")"
+check_equal "no daemon is left behind" "" "$(pgrep -af "mstp-daemon s[1-4] 0 0 0 1 8 16")"
+check_equal "no file is left behind" "" "$(ls -d "$run" 2>/dev/null)"
 
-echo "$passed passed, $failed failed"
-[ "$failed" = 0 ]
+check_verdict

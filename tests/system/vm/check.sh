@@ -1,18 +1,9 @@
-# Counts what holds and what does not, one line each. Sourced by the tests in the virtual machine.
+# What the tests in the virtual machine have in common. Sourced by them.
 
 [ -n "${MSTP_VM:-}" ] || { echo "to be run in the virtual machine" >&2; exit 2; }
-passed=0 failed=0
-
-check() { # SENTENCE STATUS [DETAIL]
-    if [ "$2" = 0 ]; then
-        passed=$((passed + 1))
-        echo "ok: $1 ($(cut -d' ' -f1 /proc/uptime))"
-    else
-        failed=$((failed + 1))
-        printf 'FAILED: %s\n' "$1"
-        [ -z "${3:-}" ] || sed 's/^/    /' <<<"$3" | head -40
-    fi
-}
+. "$(dirname "${BASH_SOURCE[0]}")/../check.sh"
+vm_uptime() { cut -d' ' -f1 /proc/uptime; }
+check_clock=vm_uptime
 
 # capture: every BPDU on every wire from now on, into /out. At a wire's second end, for it is cut at its
 # first: a capture ends with its interface.
@@ -56,6 +47,6 @@ finish() {
     [ $failed = 0 ] || for number in "${BR_NUMBERS[@]}"; do
         sed "s/^/log of sw$number: /" "$BR_RUN/sw$number/log" 2>/dev/null | tail -20
     done
-    echo "$passed passed, $failed failed"
-    exit $((failed > 0))
+    check_verdict
+    exit
 }

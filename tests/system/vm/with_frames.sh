@@ -14,5 +14,4 @@ for file in "$out"/*.pcapng; do
 done
 found=$(frame_differences "$out"/*.pcapng -- "$out"/*.json 2>&1)
 check "what is sent is what the daemons show" $((${#found} > 0)) "$found"
-echo "$passed passed, $failed failed"
-[ $failed = 0 ]
+check_verdict
