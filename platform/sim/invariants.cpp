@@ -77,6 +77,44 @@ std::vector<uint32_t> forwardingCycles(const Network& network, uint32_t vlan,
     return closing;
 }
 
+// What is left of the graph when all that hangs on by one edge is taken off again and again.
+Circle circleOf(const Network& network, uint32_t vlan, const Excuses& excuses) {
+    std::vector<std::set<uint32_t>> edges(network.nodes() + network.links());
+    std::set<uint32_t> twice; // links of which a node has two ends
+    forEachEnd(network, excuses, [&](uint32_t link, const LinkEnd& at) {
+        const uint32_t segment = network.nodes() + link;
+        if (network.forwards(at.node, at.unit, vlan) && !edges[at.node].insert(segment).second) {
+            twice.insert(segment);
+        }
+        if (network.forwards(at.node, at.unit, vlan)) {
+            edges[segment].insert(at.node);
+        }
+    });
+    std::vector<uint32_t> loose(edges.size());
+    std::iota(loose.begin(), loose.end(), 0U);
+    while (!loose.empty()) {
+        const uint32_t vertex = loose.back();
+        loose.pop_back();
+        const bool hangs = edges[vertex].size() == 1 && twice.count(vertex) == 0 &&
+                           twice.count(*edges[vertex].begin()) == 0;
+        if (hangs) {
+            const uint32_t other = *edges[vertex].begin();
+            edges[vertex].clear();
+            edges[other].erase(vertex);
+            loose.push_back(other);
+        }
+    }
+    Circle circle;
+    for (uint32_t vertex = 0; vertex < edges.size(); vertex++) {
+        if (!edges[vertex].empty() && vertex < network.nodes()) {
+            circle.nodes.insert(vertex);
+        } else if (!edges[vertex].empty()) {
+            circle.links.insert(vertex - network.nodes());
+        }
+    }
+    return circle;
+}
+
 std::vector<uint32_t> cutOffNodes(const Network& network, uint32_t vlan, const Excuses& excuses) {
     const size_t vertices = network.nodes() + network.links();
     Components physical(vertices);
@@ -304,11 +342,15 @@ static std::string clockText(uint64_t time) {
     return std::to_string(time / MICROSECONDS) + "." + rest.substr(1) + " s";
 }
 
-// The hold count empties by one each second (13.31).
-uint64_t Invariants::graceOf(const Watch& watch) const {
-    static constexpr uint64_t SECOND = 1'000'000;
-    const bool held = !m_holding.empty() || (m_lastHeld && *m_lastHeld + SECOND >= watch.since);
-    return m_grace + (held ? m_heldGrace : 0);
+// For how long any port has waited for its hold count (13.31) so far.
+uint64_t Invariants::heldTime() const {
+    return m_heldUntilNow + (m_holding.empty() ? 0 : m_network.time() - m_heldSince);
+}
+
+uint64_t Invariants::graceOf(uint32_t vlan, const Watch& watch) const {
+    const auto own = m_graces.find(vlan);
+    return (own != m_graces.end() ? own->second : m_grace) +
+           std::min(m_heldGrace, heldTime() - watch.heldBefore);
 }
 
 static bool waitsForHoldCount(const tMstp& context) {
@@ -325,27 +367,26 @@ static bool waitsForHoldCount(const tMstp& context) {
 
 void Invariants::noteHeld(uint64_t time, uint32_t node) {
     const bool holds = waitsForHoldCount(m_network.node(node).context);
-    const bool held = m_holding.count(node) != 0;
+    if (holds && m_holding.empty()) {
+        m_heldSince = time;
+    }
     if (holds) {
         m_holding.insert(node);
-    } else if (held) {
-        m_holding.erase(node);
-    }
-    if (holds || held) {
-        m_lastHeld = time;
+    } else if (m_holding.erase(node) != 0 && m_holding.empty()) {
+        m_heldUntilNow += time - m_heldSince;
     }
 }
 
 void Invariants::report(uint64_t time, uint32_t vlan, Watch& watch) {
     m_longestLoop = std::max(m_longestLoop, time - watch.since);
-    if (watch.reported || time - watch.since < graceOf(watch)) {
+    if (watch.reported || time - watch.since < graceOf(vlan, watch)) {
         return;
     }
     watch.reported = true;
     add({time, NO_END, 0,
          "VLAN " + std::to_string(vlan) + " has had a loop of forwarding ports since " +
              clockText(watch.since),
-         watch.link});
+         watch.link, vlan, watch.circle});
 }
 
 void Invariants::look(uint64_t time, uint32_t vlan, Watch& watch) {
@@ -355,13 +396,20 @@ void Invariants::look(uint64_t time, uint32_t vlan, Watch& watch) {
     if (watch.looping) {
         report(time, vlan, watch);
     }
+    if (loops) {
+        watch.circle = circleOf(m_network, vlan, m_excuses);
+    }
     if (loops && !watch.looping) {
         watch.since = time;
+        watch.heldBefore = heldTime();
         watch.link = cycles[0];
         watch.reported = false;
     }
     if (watch.looping && !loops) {
         watch.opened = time;
+        if (!watch.reported) {
+            m_longestTolerated = std::max(m_longestTolerated, time - watch.since);
+        }
     }
     watch.looping = loops;
     if (loops) {
@@ -411,17 +459,20 @@ bool Invariants::tolerated(const TestFrame& frame) const {
     }
     const Watch& watch = found->second;
     const uint64_t now = m_network.time();
-    return watch.looping ? now - watch.since < graceOf(watch)
+    return watch.looping ? now - watch.since < graceOf(frame.vlan, watch)
                          : watch.opened != 0 && frame.sent <= watch.opened &&
                                now - watch.opened <= m_frameGrace;
 }
 
 void Invariants::testFrameLooped(const TestFrame& frame, LinkEnd at) {
-    if (!tolerated(frame)) {
-        add({m_network.time(), at.node, at.unit,
-             "test frame " + std::to_string(frame.number) + " goes round in VLAN " +
-                 std::to_string(frame.vlan)});
+    if (tolerated(frame)) {
+        return;
     }
+    const auto watch = m_watches.find(frame.vlan);
+    add({m_network.time(), at.node, at.unit,
+         "test frame " + std::to_string(frame.number) + " goes round in VLAN " +
+             std::to_string(frame.vlan),
+         NO_END, frame.vlan, watch != m_watches.end() ? watch->second.circle : Circle()});
 }
 
 std::vector<Violation> Invariants::settled() const {
@@ -430,10 +481,11 @@ std::vector<Violation> Invariants::settled() const {
     for (const auto& [vlan, watch] : m_watches) {
         const std::string where = " in VLAN " + std::to_string(vlan);
         for (const uint32_t link : forwardingCycles(m_network, vlan, m_excuses)) {
-            found.push_back({now, NO_END, 0, "closes a loop" + where, link});
+            found.push_back({now, NO_END, 0, "closes a loop" + where, link, vlan,
+                             circleOf(m_network, vlan, m_excuses)});
         }
         for (const uint32_t node : cutOffNodes(m_network, vlan, m_excuses)) {
-            found.push_back({now, node, 0, "is cut off" + where});
+            found.push_back({now, node, 0, "is cut off" + where, NO_END, vlan});
         }
     }
     return found;

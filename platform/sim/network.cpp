@@ -334,6 +334,16 @@ bool Network::on(uint32_t number, const std::function<void()>& work) {
     return true;
 }
 
+void Network::peek(uint32_t number, const std::function<void()>& look) {
+    Node& node = *m_nodes[number];
+    if (node.state == NodeState::Off) {
+        return;
+    }
+    swapIn(node);
+    look();
+    swapOut(node);
+}
+
 void Network::later(uint32_t number, uint64_t microseconds, std::function<void()> work) {
     const uint64_t incarnation = m_nodes[number]->incarnation;
     at(m_time + microseconds, [this, number, incarnation, work = std::move(work)] {

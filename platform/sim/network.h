@@ -160,6 +160,8 @@ class Network {
     /// Runs @p work with the daemon of @p node swapped in, then lets its loop look around.
     /// @return false when no daemon runs there
     bool on(uint32_t node, const std::function<void()>& work);
+    /// The same for what only reads: the daemon does not notice.
+    void peek(uint32_t number, const std::function<void()>& look);
     /// Runs @p work with the daemon swapped in, so much later, unless that daemon is gone by then.
     void later(uint32_t node, uint64_t microseconds, std::function<void()> work);
     /// Sends a request through the command socket, where it waits for its turn: the 4-byte length

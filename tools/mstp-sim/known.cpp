@@ -4,6 +4,8 @@
 #include <map>
 #include <set>
 
+#include "mstp/bit_list.h"
+
 namespace simtool {
 
 namespace {
@@ -17,11 +19,22 @@ constexpr const char* TWINS = "two ports on one hub";
 constexpr const char* SHARED = "shared segment";
 
 constexpr const char* LOST_FRAMES = "lost frames";
+constexpr const char* OLD_ROOT = "old root";
 
-// A neighbour's information lives for three hello times, and the last may be one old. Once the
-// daemon is back it needs a moment to read what has waited, and its neighbours the next hello.
-constexpr Microseconds UNHEARD = 4 * SECOND;
+// A neighbour that waits for an answer learns after one forward delay and forwards after another;
+// it may have begun before. Once the daemon is back it needs a moment to read what has waited, and
+// its neighbours the next hello.
+constexpr Microseconds UNANSWERED = 2 * SECOND;
+constexpr Microseconds SHORT_HANG = 3 * SECOND;
 constexpr Microseconds RECOVERED = 4 * SECOND;
+
+// Ports that wait for their hold counts one after the other.
+constexpr Microseconds HELD = 3 * SECOND;
+// At a region's boundary: two hello times and two short forward delays.
+constexpr Microseconds BOUNDARY_LOOP = 8 * SECOND;
+// A root that is forgotten: so long do the last hello and two forward delays take.
+constexpr Microseconds FORGOTTEN = 10 * SECOND;
+constexpr Microseconds FORGOTTEN_BY_STP = 40 * SECOND;
 
 std::string settingOf(const BridgePlan& bridge, const char* name) {
     for (const SetCommand& command : bridge.settings) {
@@ -75,87 +88,135 @@ uint32_t highest(const Scenario& scenario, const std::string& name, uint32_t sta
     return value;
 }
 
-// At the boundaries of regions: mostly two short forward delays of two seconds. Again and again
-// while information of a lost root goes round between regions, a second for each of its hops and
-// ages, and then until the last hello and forward delay.
-Microseconds boundaryLoop(const Scenario& scenario) {
-    return (highest(scenario, "max-hops", 20) + highest(scenario, "max-age", 20) + 10) * SECOND;
+// Old information goes round for a second a hop, and has all its hops again at every boundary,
+// which makes it a message age older: twice where it leaves a region and where it comes back.
+Microseconds oldRootLasts(const Scenario& scenario) {
+    const uint32_t hops = highest(scenario, "max-hops", 20);
+    const uint32_t ages = highest(scenario, "max-age", 20);
+    return (alike(scenario) ? std::max(hops, ages) : hops * ages / 2) * SECOND;
 }
 
-// Links lose frames: what a bridge has said may reach its neighbour with the next hello only.
-bool framesWereLost(const Scenario& scenario, Microseconds time) {
-    std::map<uint32_t, Microseconds> since; // by link that loses frames now
+Microseconds lastEventBefore(const Scenario& scenario, Microseconds time) {
+    Microseconds last = 0;
     for (const Event& event : scenario.events) {
-        const auto* impair = std::get_if<Impair>(&event.action);
-        if (impair == nullptr) {
-            continue;
+        const bool looks = std::holds_alternative<Expect>(event.action) ||
+                           std::holds_alternative<Send>(event.action);
+        last = !looks && event.at <= time ? std::max(last, event.at) : last;
+    }
+    return last;
+}
+
+bool runsStp(const Scenario& scenario) {
+    return std::any_of(scenario.bridges.begin(), scenario.bridges.end(),
+                       [](const BridgePlan& bridge) { return bridge.version < 2; });
+}
+
+// Somebody followed a root that was gone, at that time or as lately as its traces need to go.
+bool followsOldRoot(const Scenario& scenario, Microseconds time, const Signs& signs) {
+    const Microseconds after = runsStp(scenario) ? FORGOTTEN_BY_STP : FORGOTTEN;
+    return time <= lastEventBefore(scenario, time) + oldRootLasts(scenario) + after &&
+           signs.oldRoot(time, after);
+}
+
+// A link of the circle loses frames, or all in one direction: what a bridge has said may reach its
+// neighbour with the next hello only, or never.
+bool framesWereLost(const Scenario& scenario, const Failure& failure) {
+    std::map<std::pair<uint32_t, uint32_t>, Microseconds> since; // by link and end, which lose now
+    const uint32_t BOTH = UINT32_MAX;
+    bool lost = false;
+    const auto change = [&](uint32_t link, uint32_t end, Microseconds at, bool loses) {
+        const auto lossy = since.find({link, end});
+        if (lossy != since.end()) {
+            lost = lost || (failure.time >= lossy->second && failure.time <= at + RECOVERED);
+            since.erase(lossy);
         }
-        const auto lossy = since.find(impair->link);
-        if (lossy != since.end() && time >= lossy->second && time <= event.at + RECOVERED) {
-            return true;
+        if (loses && failure.circle.links.count(link) != 0) {
+            since[{link, end}] = at;
         }
-        since.erase(impair->link);
-        if (impair->options.loss > 0) {
-            since[impair->link] = event.at;
+    };
+    for (const Event& event : scenario.events) {
+        if (const auto* impair = std::get_if<Impair>(&event.action)) {
+            change(impair->link, BOTH, event.at, impair->options.loss > 0);
+        } else if (const auto* mute = std::get_if<SetSending>(&event.action)) {
+            change(mute->link, mute->end, event.at, !mute->works);
         }
     }
-    return std::any_of(since.begin(), since.end(),
-                       [&](const auto& lossy) { return time >= lossy.second; });
+    return lost || std::any_of(since.begin(), since.end(),
+                               [&](const auto& lossy) { return failure.time >= lossy.second; });
 }
 
-// A daemon hangs, or is gone and starts again later, for so long that its neighbours forget it.
-bool somebodyStoodStill(const Scenario& scenario, Microseconds time) {
-    for (const Event& event : scenario.events) {
-        Microseconds end = event.at;
-        if (const auto* hang = std::get_if<Hang>(&event.action)) {
-            end = event.at + hang->length;
-        }
-        const auto* gone = std::get_if<SetLife>(&event.action);
-        if (gone != nullptr && gone->life == Life::Crash) {
-            end = scenario.duration;
-            for (const Event& later : scenario.events) {
-                const auto* back = std::get_if<SetLife>(&later.action);
-                if (back != nullptr && back->bridge == gone->bridge && later.at > event.at) {
-                    end = std::min(end, later.at);
-                }
-            }
-        }
-        if (end > event.at + UNHEARD && time > event.at + UNHEARD && time <= end + RECOVERED) {
-            return true;
+// When a daemon that stands still goes on; the event's own time where it does not stand still.
+Microseconds goesOn(const Scenario& scenario, const Event& event, uint32_t& bridge) {
+    if (const auto* hang = std::get_if<Hang>(&event.action)) {
+        bridge = hang->bridge;
+        return event.at + hang->length;
+    }
+    const auto* gone = std::get_if<SetLife>(&event.action);
+    if (gone == nullptr || gone->life != Life::Crash) {
+        return event.at;
+    }
+    bridge = gone->bridge;
+    for (const Event& later : scenario.events) {
+        const auto* back = std::get_if<SetLife>(&later.action);
+        if (back != nullptr && back->bridge == bridge && later.at > event.at) {
+            return later.at;
         }
     }
-    return false;
+    return scenario.duration;
 }
 
-bool refusesRoots(const Scenario& scenario) {
+// The daemon of a bridge on the circle hangs or is gone, for so long that it leaves neighbours
+// without answer.
+bool somebodyStoodStill(const Scenario& scenario, const Failure& failure) {
+    return std::any_of(scenario.events.begin(), scenario.events.end(), [&](const Event& event) {
+        uint32_t bridge = UINT32_MAX;
+        const Microseconds end = goesOn(scenario, event, bridge);
+        return failure.circle.nodes.count(bridge) != 0 && end > event.at + SHORT_HANG &&
+               failure.time > event.at + UNANSWERED && failure.time <= end + RECOVERED;
+    });
+}
+
+// The instances that hold a VLAN.
+std::set<uint32_t> instancesOfVlan(const Scenario& scenario, uint32_t vlan) {
+    std::set<uint32_t> holders;
     for (const BridgePlan& bridge : scenario.bridges) {
+        uint32_t holder = 0;
         for (const auto& [instance, plan] : bridge.instances) {
-            for (const SetCommand& command : plan.settings) {
-                if (command.setting->name == std::string("root-protection") &&
-                    command.value == Value(uint32_t(1))) {
-                    return true;
-                }
-            }
+            const bool held = bridge.version >= 3 && !plan.vlans.empty() && vlan != 0 &&
+                              bitListTst(plan.vlans.data(), vlan - 1);
+            holder = held ? instance : holder;
         }
+        holders.insert(holder);
     }
-    return false;
+    return holders;
 }
 
-// Hubs, looked at by the bridges on them.
-template <class Test> bool anyHub(const Scenario& scenario, Test test) {
-    return std::any_of(scenario.links.begin(), scenario.links.end(), [&](const LinkPlan& link) {
+bool refusesRoots(const Scenario& scenario, const Failure& failure, const Signs& signs) {
+    const std::set<uint32_t> instances = instancesOfVlan(scenario, failure.vlan);
+    return std::any_of(instances.begin(), instances.end(),
+                       [&](uint32_t instance) { return signs.refusing.count(instance) != 0; });
+}
+
+// Hubs, looked at by the bridges on them. For a loop those count that it goes over.
+template <class Test>
+bool anyHub(const Scenario& scenario, const Failure& failure, bool loops, Test test) {
+    for (uint32_t l = 0; l < scenario.links.size(); l++) {
         std::vector<uint32_t> bridges;
-        for (const End& end : link.ends) {
+        for (const End& end : scenario.links[l].ends) {
             if (!end.host) {
                 bridges.push_back(end.owner);
             }
         }
-        return bridges.size() > 2 && test(bridges);
-    });
+        const bool counts = !loops || failure.circle.links.count(l) != 0;
+        if (bridges.size() > 2 && counts && test(bridges)) {
+            return true;
+        }
+    }
+    return false;
 }
 
-bool hasMixedHub(const Scenario& scenario) {
-    return anyHub(scenario, [&](const std::vector<uint32_t>& bridges) {
+bool hasMixedHub(const Scenario& scenario, const Failure& failure, bool loops) {
+    return anyHub(scenario, failure, loops, [&](const std::vector<uint32_t>& bridges) {
         std::multiset<std::string> regions;
         for (const uint32_t bridge : bridges) {
             regions.insert(regionKey(scenario, bridge));
@@ -167,8 +228,8 @@ bool hasMixedHub(const Scenario& scenario) {
     });
 }
 
-bool hasTwins(const Scenario& scenario) {
-    return anyHub(scenario, [](const std::vector<uint32_t>& bridges) {
+bool hasTwins(const Scenario& scenario, const Failure& failure, bool loops) {
+    return anyHub(scenario, failure, loops, [](const std::vector<uint32_t>& bridges) {
         return std::set<uint32_t>(bridges.begin(), bridges.end()).size() < bridges.size();
     });
 }
@@ -191,43 +252,60 @@ Microseconds underWay(const Scenario& scenario) {
     return sum + jitter;
 }
 
-Microseconds toleratedLoop(const Scenario& scenario) {
-    return underWay(scenario) + (alike(scenario) ? 0 : boundaryLoop(scenario));
+// In the CIST there is a message for each neighbour, of whatever region or version.
+Microseconds toleratedLoop(const Scenario& scenario, uint32_t vlan) {
+    const std::set<uint32_t> instances = instancesOfVlan(scenario, vlan);
+    const bool msti = *instances.rbegin() != 0;
+    return underWay(scenario) + (msti && !alike(scenario) ? BOUNDARY_LOOP : 0);
 }
 
-// What ends the loop may be among what waits (13.31).
+// What ends the loop may be among what waits, for up to a second at each port (13.31).
 Microseconds toleratedHeldLoop(const Scenario& scenario) {
-    return underWay(scenario) == 0 ? 0 : SECOND;
+    return underWay(scenario) == 0 ? 0 : HELD;
 }
 
 std::string knownLoop(const Scenario& scenario, Microseconds length) {
     return alike(scenario) || length <= underWay(scenario) ? UNDER_WAY : BOUNDARY;
 }
 
-std::string knownResult(const Scenario& scenario, const Failure& failure) {
+std::string knownResult(const Scenario& scenario, const Failure& failure, const Signs& signs) {
     const std::string& rule = failure.rule;
     const bool loops = rule == "loop" || rule == "frame goes round";
     const bool trees = rule == "role" || rule == "tree" || rule == "connected";
+    const bool circle = loops || rule == "tree";
+    const bool late = rule == "expected: settled" || rule == "expected: lost";
+    const bool hub = anyHub(scenario, failure, circle,
+                            [](const std::vector<uint32_t>& /*bridges*/) { return true; });
+    if (late && !alike(scenario) && followsOldRoot(scenario, failure.time, signs)) {
+        return OLD_ROOT;
+    }
+    if (rule == "expected: settled" && hasTwins(scenario, failure, false)) {
+        return TWINS;
+    }
     if (!loops && !trees) {
         return "";
     }
-    if (loops && somebodyStoodStill(scenario, failure.time)) {
+    if (loops && somebodyStoodStill(scenario, failure)) {
         return STANDS_STILL;
     }
-    if (loops && framesWereLost(scenario, failure.time)) {
+    if (loops && framesWereLost(scenario, failure)) {
         return LOST_FRAMES;
     }
-    if (trees && refusesRoots(scenario)) {
+    if (loops && !alike(scenario) && failure.vlan != 0 &&
+        toleratedLoop(scenario, failure.vlan) >= BOUNDARY_LOOP &&
+        followsOldRoot(scenario, failure.time, signs)) {
+        return BOUNDARY;
+    }
+    if (trees && refusesRoots(scenario, failure, signs)) {
         return REFUSED_ROOT;
     }
-    if (hasMixedHub(scenario)) {
+    if (hasMixedHub(scenario, failure, circle)) {
         return MIXED_HUB;
     }
-    if (hasTwins(scenario)) {
+    if (hasTwins(scenario, failure, circle)) {
         return TWINS;
     }
-    return loops && anyHub(scenario, [](const std::vector<uint32_t>&) { return true; }) ? SHARED
-                                                                                        : "";
+    return loops && hub ? SHARED : "";
 }
 
 } // namespace simtool

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "invariants.h"
 #include "network.h"
 #include "recorder.h"
 #include "scenario.h"
@@ -22,6 +23,9 @@ struct Failure {
     std::string found;
     std::string rule = "refused"; ///< what kind of promise was broken, whoever broke it
     std::string known = {};       ///< the known result (known.h) that it is; empty = none
+    uint32_t vlan = 0;            ///< 0 where it is about none
+    sim::Circle circle = {};      ///< of a loop
+    Microseconds settledBy = 0;   ///< when all should have been settled, if it should have been
 };
 
 class Lab {
@@ -38,6 +42,7 @@ class Lab {
     const std::vector<Failure>& failures() const { return m_failures; }
     uint64_t expectations() const { return m_expectations; }
     void fail(const Failure& failure) { m_failures.push_back(failure); }
+    std::vector<Failure>& failuresToExplain() { return m_failures; }
 
     // The end's state, for reports.
     bool running(uint32_t bridge) const;

@@ -23,6 +23,9 @@ void Lab::check(const Event& event, const Expect& expect) {
         const std::string first = expect.text.substr(1, expect.text.find(':') - 1);
         m_failures.push_back(
             {m_network.time(), event.place, expect.text, instead, "expected: " + first});
+        if (const auto* settled = std::get_if<ExpectSettled>(&expect.what)) {
+            m_failures.back().settledBy = m_recorder.periods().back().at + settled->within;
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "mstp/bit_list.h"
+#include "mstp/context.h"
 
 namespace simtool {
 
@@ -34,11 +35,33 @@ static std::vector<uint32_t> vlansOf(const Scenario& scenario) {
 }
 
 Verifier::Verifier(Lab& lab)
-    : m_lab(lab), m_invariants(lab.network(), vlansOf(lab.scenario())), m_rate(lab) {
-    const Microseconds tolerated = toleratedLoop(lab.scenario());
-    m_invariants.allowLoopsFor(tolerated == 0 ? 0 : tolerated + 1);
-    m_invariants.allowHeldLoopsFor(toleratedHeldLoop(lab.scenario()));
-    m_invariants.allowFramesFor(underWay(lab.scenario()));
+    : m_lab(lab), m_invariants(lab.network(), vlansOf(lab.scenario())), m_rate(lab),
+      m_oldRoot(lab) {
+    const Scenario& scenario = lab.scenario();
+    for (const uint32_t vlan : vlansOf(scenario)) {
+        const Microseconds tolerated = toleratedLoop(scenario, vlan);
+        m_invariants.allowLoopsIn(vlan, tolerated == 0 ? 0 : tolerated + 1);
+    }
+    m_invariants.allowHeldLoopsFor(toleratedHeldLoop(scenario));
+    m_invariants.allowFramesFor(underWay(scenario));
+    m_signs.oldRoot = [this](Microseconds time, Microseconds before) {
+        return m_oldRoot.followed(time, before);
+    };
+    lab.network().addObserver(&m_changes);
+    lookAtLoops();
+}
+
+Verifier::~Verifier() {
+    m_lab.network().removeObserver(&m_changes);
+}
+
+Microseconds
+Verifier::Changes::without(const std::set<std::pair<uint32_t, uint32_t>>& ports) const {
+    Microseconds last = 0;
+    for (const auto& [port, time] : m_last) {
+        last = ports.count(port) == 0 ? std::max(last, time) : last;
+    }
+    return last;
 }
 
 // Where a violation is, by the scenario's names.
@@ -53,16 +76,56 @@ static std::string placeName(const Scenario& scenario, const sim::Violation& vio
            (violation.unit != 0 ? "." + std::to_string(violation.unit) : "");
 }
 
-void Verifier::fail(Failure failure) {
+bool Verifier::wasContested(const Failure& failure) const {
+    const Microseconds begin = failure.time - std::min(failure.time, 2 * SECOND);
+    for (auto at = m_contested.lower_bound(begin);
+         at != m_contested.end() && at->first <= failure.time + 2 * SECOND; ++at) {
+        for (const uint32_t link : at->second) {
+            if (failure.circle.links.count(link) != 0) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+std::string Verifier::explain(const Failure& failure) const {
     const bool ofTrees = failure.rule == "loop" || failure.rule == "frame goes round" ||
                          failure.rule == "tree" || failure.rule == "connected";
-    failure.known =
-        ofTrees && !m_undecided.empty() ? m_undecided : knownResult(m_lab.scenario(), failure);
+    if (ofTrees && !m_undecided.empty()) {
+        return m_undecided;
+    }
+    if (ofTrees && wasContested(failure)) {
+        return CONTESTED;
+    }
+    // Where roles are open ports may change for ever, but no others.
+    if (failure.settledBy != 0 && !m_undecided.empty() &&
+        (m_open.empty() || m_changes.without(m_open) <= failure.settledBy)) {
+        return m_undecided;
+    }
+    return knownResult(m_lab.scenario(), failure, m_signs);
+}
+
+static void markKnown(Failure& failure, const std::string& known) {
+    failure.known = known;
+    failure.found += known.empty() ? "" : " (known: " + known + ")";
+}
+
+void Verifier::fail(Failure failure) {
+    markKnown(failure, explain(failure));
     if (!failure.known.empty()) {
-        failure.found += " (known: " + failure.known + ")";
         m_known.insert(failure.known);
     }
     m_lab.fail(failure);
+}
+
+void Verifier::explainExpectations() {
+    for (Failure& failure : m_lab.failuresToExplain()) {
+        markKnown(failure, explain(failure));
+        if (!failure.known.empty()) {
+            m_known.insert(failure.known);
+        }
+    }
 }
 
 // The checks tell in words; what they say in all their words is one of these.
@@ -86,22 +149,46 @@ void Verifier::addMoments() {
               {},
               "what holds at every moment",
               place + (place.empty() ? "" : ": ") + violation.text,
-              ruleOf(violation.text)});
+              ruleOf(violation.text),
+              {},
+              violation.vlan,
+              violation.circle});
     }
     for (const Failure& failure : m_rate.failures()) {
         fail(failure);
     }
-    const Microseconds loop = m_invariants.longestLoop();
-    const Scenario& scenario = m_lab.scenario();
-    if (loop != 0 && loop <= toleratedLoop(scenario) + toleratedHeldLoop(scenario)) {
-        m_known.insert(knownLoop(scenario, loop));
+    const Microseconds loop = m_invariants.longestToleratedLoop();
+    if (loop != 0) {
+        m_known.insert(knownLoop(m_lab.scenario(), loop));
+    }
+}
+
+// A protected port that refuses a root does so until it has heard none for a time.
+void Verifier::findSigns() {
+    const auto look = [&](const tMstp& context) {
+        for (uint32_t p = 0; context.ports != nullptr && p < context.portLimit; p++) {
+            for (uint32_t i = 0; i < context.xstLimit; i++) {
+                const tMstpXstPort& port = context.ports[p].xstPorts[i];
+                if (context.ports[p].state == MSTP_SLOT_IN_USE && port.state == MSTP_SLOT_IN_USE &&
+                    timerRemain(&port.rootHoldoffTimer) > 0) {
+                    m_signs.refusing.insert(port.xst->xstId);
+                }
+            }
+        }
+    };
+    for (uint32_t b = 0; b < m_lab.scenario().bridges.size(); b++) {
+        if (m_lab.running(b)) {
+            m_lab.network().peek(b, [&] { look(gMstp); });
+        }
     }
 }
 
 // The roles first: what the computation leaves open explains the rest.
 void Verifier::finish() {
     const bool settled = m_lab.network().lastChange() + QUIET <= m_lab.network().time();
+    findSigns();
     compareTrees(settled);
+    explainExpectations();
     addMoments();
     if (settled) {
         checkTrees();
@@ -114,7 +201,10 @@ void Verifier::checkTrees() {
               {},
               "a tree for every VLAN",
               placeName(m_lab.scenario(), violation) + " " + violation.text,
-              ruleOf(violation.text)});
+              ruleOf(violation.text),
+              {},
+              violation.vlan,
+              violation.circle});
     }
 }
 

@@ -3,12 +3,15 @@
 /// What must hold in every network, checked beside a scenario's own expectations: throughout the
 /// run what is true at every moment, at its end that the trees are what they should be.
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "invariants.h"
+#include "known.h"
 #include "lab.h"
+#include "old_root.h"
 #include "sending_rate.h"
 
 namespace simtool {
@@ -17,6 +20,9 @@ class Verifier {
   public:
     /// Watches from now on.
     explicit Verifier(Lab& lab);
+    ~Verifier();
+    Verifier(const Verifier&) = delete;
+    Verifier& operator=(const Verifier&) = delete;
 
     /// At the end of the run: adds what was violated to the lab's failures.
     void finish();
@@ -28,8 +34,31 @@ class Verifier {
     bool undecided() const { return !m_undecided.empty(); }
 
   private:
+    /// When each port last changed its role or state.
+    class Changes : public sim::Observer {
+      public:
+        void roleChanged(const sim::RoleEvent& event) override {
+            m_last[{event.node, event.unit}] = event.time;
+        }
+        void stateChanged(const sim::StateEvent& event) override {
+            m_last[{event.node, event.unit}] = event.time;
+        }
+        /// @return the last change of the others
+        Microseconds without(const std::set<std::pair<uint32_t, uint32_t>>& ports) const;
+
+      private:
+        std::map<std::pair<uint32_t, uint32_t>, Microseconds> m_last;
+    };
+
     /// With the known result that it is.
     void fail(Failure failure);
+    std::string explain(const Failure& failure) const;
+    /// What the scenario's own expectations met.
+    void explainExpectations();
+    void findSigns();
+    /// Once a second: a loop that lasts may be that of a boundary which is contested now.
+    void lookAtLoops();
+    bool wasContested(const Failure& failure) const;
     void addMoments();
     void checkTrees();
     /// @param settled  roles may be compared; otherwise only what the computation leaves open
@@ -39,6 +68,13 @@ class Verifier {
     sim::Invariants m_invariants;
     SendingRate m_rate;
     std::set<std::string> m_known;
+    OldRoot m_oldRoot;
+    Changes m_changes;
+    Signs m_signs;
+    std::map<Microseconds, std::set<uint32_t>>
+        m_contested; ///< links, by time, while there are loops
+    std::set<std::pair<uint32_t, uint32_t>>
+        m_open;              ///< ports whose roles are open, by node and unit
     std::string m_undecided; ///< the known result by which there is no one right tree
 };
 

@@ -60,7 +60,7 @@ class Configuration {
     std::string value(uint32_t bridge, const Target& target, const char* name) {
         std::optional<std::string> text;
         const Setting& setting = findSetting(target.object, name, Access::Read);
-        m_lab.network().on(bridge, [&] { text = readValue(target, setting); });
+        m_lab.network().peek(bridge, [&] { text = readValue(target, setting); });
         return text.value_or("");
     }
 
@@ -140,6 +140,18 @@ class Configuration {
 
 } // namespace
 
+void Verifier::lookAtLoops() {
+    if (m_invariants.looping()) {
+        Configuration configuration(m_lab);
+        const bool known = configuration.build().empty();
+        const oracle::Trees trees =
+            known ? oracle::compute(configuration.network) : oracle::Trees();
+        std::set<uint32_t>& links = m_contested[m_lab.network().time()];
+        links.insert(trees.contested.begin(), trees.contested.end());
+    }
+    m_lab.network().at(m_lab.network().time() + SECOND, [this] { lookAtLoops(); });
+}
+
 void Verifier::compareTrees(bool settled) {
     Configuration configuration(m_lab);
     if (!configuration.build().empty()) {
@@ -151,7 +163,14 @@ void Verifier::compareTrees(bool settled) {
         return;
     }
     if (!trees.contested.empty() || !trees.yielding.empty()) {
-        m_undecided = "contested boundary";
+        m_undecided = CONTESTED;
+        for (const std::vector<uint32_t>* segments : {&trees.contested, &trees.yielding}) {
+            for (const uint32_t segment : *segments) {
+                for (const End& end : m_lab.scenario().links[segment].ends) {
+                    m_open.insert({end.owner, end.port});
+                }
+            }
+        }
         return;
     }
     for (const auto& [key, role] : trees.roles) {
