@@ -12,7 +12,7 @@ namespace {
 
 class ForceLayout {
   public:
-    ForceLayout(std::vector<Point>& points, const std::vector<std::pair<uint32_t, uint32_t>>& links)
+    ForceLayout(std::vector<Point>& points, const Lines& links)
         : m_points(points), m_links(links), m_moves(points.size()),
           m_length(std::sqrt(1.0 / static_cast<double>(points.size()))) {}
 
@@ -64,7 +64,7 @@ class ForceLayout {
     }
 
     std::vector<Point>& m_points;
-    const std::vector<std::pair<uint32_t, uint32_t>>& m_links;
+    const Lines& m_links;
     std::vector<Point> m_moves;
     double m_length;
 };
@@ -89,7 +89,7 @@ void fit(std::vector<Point>& points) {
     }
 }
 
-std::vector<Point> layOut(uint32_t nodes, const std::vector<std::pair<uint32_t, uint32_t>>& links) {
+std::vector<Point> layOut(uint32_t nodes, const Lines& links) {
     static constexpr uint64_t WORK = 60'000'000;
     static constexpr uint64_t MOST_STEPS = 400;
     std::vector<Point> points(nodes);
@@ -138,17 +138,58 @@ static double usualRoom(const std::vector<Point>& points, const std::vector<doub
     return middle == shares.end() ? 1 : std::max(*middle, 0.1);
 }
 
-void spread(std::vector<Point>& points, const std::vector<double>& rooms) {
+// A line that touches a node which is no end of it would be read as two.
+static bool passBy(Point& a, Point& b, Point& node, double room) {
+    const double dx = b.x - a.x;
+    const double dy = b.y - a.y;
+    const double length = std::hypot(dx, dy);
+    const double along =
+        length > 1e-6 ? ((node.x - a.x) * dx + (node.y - a.y) * dy) / (length * length) : 0;
+    if (along <= 0 || along >= 1) {
+        return false;
+    }
+    // How far the node is to the left of the line.
+    const double left = ((node.y - a.y) * dx - (node.x - a.x) * dy) / length;
+    if (std::abs(left) >= room) {
+        return false;
+    }
+    const double step = std::copysign((room - std::abs(left)) / 2 + 0.1, left);
+    const Point away = {-dy / length * step, dx / length * step};
+    node = {node.x + away.x, node.y + away.y};
+    a = {a.x - away.x, a.y - away.y};
+    b = {b.x - away.x, b.y - away.y};
+    return true;
+}
+
+static bool passByAll(std::vector<Point>& points, const std::vector<double>& rooms,
+                      const Lines& links) {
+    static constexpr double SHARE = 0.7; // a line is thinner than a node
+    bool moved = false;
+    for (const auto& [a, b] : links) {
+        for (size_t node = 0; node < points.size(); node++) {
+            if (node != a && node != b) {
+                moved |= passBy(points[a], points[b], points[node], rooms[node] * SHARE);
+            }
+        }
+    }
+    return moved;
+}
+
+void spread(std::vector<Point>& points, const std::vector<double>& rooms, const Lines& links) {
     const double stretch = 1.001 / usualRoom(points, rooms);
     for (Point& point : points) {
         point = {point.x * stretch, point.y * stretch};
     }
     static constexpr uint64_t WORK = 100'000'000;
     static constexpr uint64_t MOST_ROUNDS = 500;
-    const uint64_t pairs = uint64_t(points.size()) * points.size() / 2 + 1;
+    static constexpr uint64_t MOST_LINKS_A_NODE = 3;
+    const uint64_t pairs = uint64_t(points.size()) * (points.size() / 2 + links.size()) + 1;
+    const uint64_t rounds = std::min(MOST_ROUNDS, WORK / pairs);
+    // Between many links there is no place to go to; and nodes have the last word.
+    const bool few = links.size() <= MOST_LINKS_A_NODE * points.size();
     bool moved = true;
-    for (uint64_t round = 0; moved && round < std::min(MOST_ROUNDS, WORK / pairs); round++) {
-        moved = false;
+    for (uint64_t round = 0; moved && round < rounds; round++) {
+        moved = few && round < rounds / 2 && passByAll(points, rooms, links);
         for (size_t a = 0; a < points.size(); a++) {
             for (size_t b = a + 1; b < points.size(); b++) {
                 moved |= part(points[a], points[b], rooms[a] + rooms[b], static_cast<double>(b));

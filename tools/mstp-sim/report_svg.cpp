@@ -187,7 +187,10 @@ class Drawing {
             point = {point.x * side, point.y * side};
             rooms.push_back(rooms.size() < m_bridges ? BRIDGE_ROOM : OTHER_ROOM);
         }
-        spread(m_points, rooms);
+        Lines lines = edges(false);
+        const Lines toHosts = edges(true);
+        lines.insert(lines.end(), toHosts.begin(), toHosts.end());
+        spread(m_points, rooms, lines);
         Point least = m_points.empty() ? Point() : m_points[0];
         Point most = least;
         for (const Point& point : m_points) {
