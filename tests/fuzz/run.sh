@@ -1,13 +1,13 @@
 #!/bin/bash
 # Builds the fuzzers and runs each for SECONDS on a copy of its corpus, two at a time. Fails when one
-# of them finds something; the input that shows it is left in build/fuzz/findings.
+# of them finds something; the input that shows it is left in build/sanitize/findings.
 # usage: tests/fuzz/run.sh SECONDS
 set -euo pipefail
 seconds=${1:?usage: tests/fuzz/run.sh SECONDS}
 cd "$(dirname "$0")/../.."
 
-cmake --preset fuzz >/dev/null
-cmake --build build/fuzz -j2 --target fuzzers make_corpus
+cmake --preset sanitize >/dev/null
+cmake --build build/sanitize -j2 --target fuzzers make_corpus
 
 work=$(mktemp -d)
 # The jobs are groups of their own, so that a fuzzer does not outlive this script.
@@ -22,19 +22,19 @@ trap stop EXIT
 trap 'exit 1' INT TERM
 
 # Seeds that were made must be what is made today. A corpus may hold more: what once showed a fault.
-build/fuzz/tests/fuzz/make_corpus "$work/made"
+build/sanitize/tests/fuzz/make_corpus "$work/made"
 if diff -r "$work/made" tests/fuzz/corpus | grep -v '^Only in tests/' >&2; then
     echo "Run make_corpus tests/fuzz/corpus and commit what it wrote." >&2
     exit 1
 fi
 cp -r tests/fuzz/corpus "$work/corpus"
 
-findings=$PWD/build/fuzz/findings
+findings=$PWD/build/sanitize/findings
 mkdir -p "$findings"
 
 # fuzz NAME LONGEST_INPUT: replaces the shell by the fuzzer.
 fuzz() {
-    exec nice "build/fuzz/tests/fuzz/$1" -max_total_time="$seconds" -max_len="$2" -timeout=20 \
+    exec nice "build/sanitize/tests/fuzz/$1" -max_total_time="$seconds" -max_len="$2" -timeout=20 \
         -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$findings/$1-" \
         "$work/corpus/$1" >"$work/$1.log" 2>&1
 }

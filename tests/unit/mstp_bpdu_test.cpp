@@ -185,7 +185,7 @@ TEST_F(BpduParser, RstBpduPaddedWithZerosKeepsItsDesignatedBridge) {
 }
 
 TEST_F(BpduParser, RstBpduWithNonZeroPaddingIsStillRstpButNamesNoBridgeWhenShort) {
-    for (const size_t offset : {36, 37}) {
+    for (const size_t offset : {36U, 37U}) {
         Bytes bytes = cut(testbpdu::rst(), 60);
         put(bytes, offset, {1});
         expectKind(bytes, MSTP_PROTOCOL_TYPE_RSTP);

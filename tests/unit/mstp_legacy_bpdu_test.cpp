@@ -305,7 +305,7 @@ TEST(StandardToLegacy, ReservedBytesAreLeftToTheCaller) {
     ASSERT_EQ(
         mstpStandardBpduToLegacy(out.data(), reinterpret_cast<const tMstpBpdu*>(in.data()), 118),
         129);
-    for (const size_t reserved : {36, 102, 103 + 25, 129}) {
+    for (const size_t reserved : {36U, 102U, 103U + 25U, 129U}) {
         EXPECT_EQ(out[reserved], 0xEE);
     }
 }

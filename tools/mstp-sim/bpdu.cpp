@@ -11,7 +11,7 @@ namespace simtool {
 
 namespace {
 
-enum class Kind {
+enum class FieldKind {
     Number,
     Word,     ///< part of the flags: shift and words
     BridgeId, ///< "32768.0200-0000-0001"
@@ -25,7 +25,7 @@ struct Field {
     const char* name;
     size_t offset;
     size_t size;
-    Kind kind;
+    FieldKind kind;
     uint32_t shift = 0;
     std::vector<const char*> words = {};
 };
@@ -44,14 +44,14 @@ constexpr size_t BRIDGE_OFFSET = 17;
 constexpr uint32_t HIGHEST_MSTI = 4094;
 
 std::vector<Field> flagFields(size_t offset) {
-    return {{"flags", offset, 1, Kind::Number},
-            {"topology-change", offset, 1, Kind::Word, 0, SWITCH},
-            {"proposal", offset, 1, Kind::Word, 1, SWITCH},
-            {"role", offset, 1, Kind::Word, 2, ROLES},
-            {"learning", offset, 1, Kind::Word, 4, SWITCH},
-            {"forwarding", offset, 1, Kind::Word, 5, SWITCH},
-            {"agreement", offset, 1, Kind::Word, 6, SWITCH},
-            {"acknowledgement", offset, 1, Kind::Word, 7, SWITCH}};
+    return {{"flags", offset, 1, FieldKind::Number},
+            {"topology-change", offset, 1, FieldKind::Word, 0, SWITCH},
+            {"proposal", offset, 1, FieldKind::Word, 1, SWITCH},
+            {"role", offset, 1, FieldKind::Word, 2, ROLES},
+            {"learning", offset, 1, FieldKind::Word, 4, SWITCH},
+            {"forwarding", offset, 1, FieldKind::Word, 5, SWITCH},
+            {"agreement", offset, 1, FieldKind::Word, 6, SWITCH},
+            {"acknowledgement", offset, 1, FieldKind::Word, 7, SWITCH}};
 }
 
 std::vector<Field> withFlags(size_t offset, const std::vector<Field>& others) {
@@ -63,35 +63,36 @@ std::vector<Field> withFlags(size_t offset, const std::vector<Field>& others) {
 // "bridge" stands at another place in an MST BPDU: see offsetOf.
 const std::vector<Field>& bpduTable() {
     static const std::vector<Field> table =
-        withFlags(FLAGS_OFFSET, {{"protocol", 0, 2, Kind::Number},
-                                 {"version", 2, 1, Kind::Number},
-                                 {"bpdu-type", 3, 1, Kind::Number},
-                                 {"root", 5, 8, Kind::BridgeId},
-                                 {"external-cost", 13, 4, Kind::Number},
-                                 {"regional-root", 17, 8, Kind::BridgeId},
-                                 {"bridge", BRIDGE_OFFSET, 8, Kind::BridgeId},
-                                 {"port", 25, 2, Kind::PortId},
-                                 {"message-age", 27, 2, Kind::Time},
-                                 {"max-age", 29, 2, Kind::Time},
-                                 {"hello-time", 31, 2, Kind::Time},
-                                 {"forward-delay", 33, 2, Kind::Time},
-                                 {"version1-length", 35, 1, Kind::Number},
-                                 {"version3-length", 36, 2, Kind::Number},
-                                 {"format-selector", 38, 1, Kind::Number},
-                                 {"region-name", 39, 32, Kind::Text},
-                                 {"revision", 71, 2, Kind::Number},
-                                 {"digest", 73, 16, Kind::Hex},
-                                 {"internal-cost", 89, 4, Kind::Number},
-                                 {"remaining-hops", 101, 1, Kind::Number}});
+        withFlags(FLAGS_OFFSET, {{"protocol", 0, 2, FieldKind::Number},
+                                 {"version", 2, 1, FieldKind::Number},
+                                 {"bpdu-type", 3, 1, FieldKind::Number},
+                                 {"root", 5, 8, FieldKind::BridgeId},
+                                 {"external-cost", 13, 4, FieldKind::Number},
+                                 {"regional-root", 17, 8, FieldKind::BridgeId},
+                                 {"bridge", BRIDGE_OFFSET, 8, FieldKind::BridgeId},
+                                 {"port", 25, 2, FieldKind::PortId},
+                                 {"message-age", 27, 2, FieldKind::Time},
+                                 {"max-age", 29, 2, FieldKind::Time},
+                                 {"hello-time", 31, 2, FieldKind::Time},
+                                 {"forward-delay", 33, 2, FieldKind::Time},
+                                 {"version1-length", 35, 1, FieldKind::Number},
+                                 {"version3-length", 36, 2, FieldKind::Number},
+                                 {"format-selector", 38, 1, FieldKind::Number},
+                                 {"region-name", 39, 32, FieldKind::Text},
+                                 {"revision", 71, 2, FieldKind::Number},
+                                 {"digest", 73, 16, FieldKind::Hex},
+                                 {"internal-cost", 89, 4, FieldKind::Number},
+                                 {"remaining-hops", 101, 1, FieldKind::Number}});
     return table;
 }
 
 const std::vector<Field>& mstiTable() {
-    static const std::vector<Field> table = withFlags(0, {{"regional-root", 1, 8, Kind::BridgeId},
-                                                          {"internal-cost", 9, 4, Kind::Number},
-                                                          {"bridge-priority", 13, 1, Kind::Number},
-                                                          {"port-priority", 14, 1, Kind::Number},
-                                                          {"remaining-hops", 15, 1, Kind::Number}});
+    static const std::vector<Field> table =
+        withFlags(0, {{"regional-root", 1, 8, FieldKind::BridgeId},
+                      {"internal-cost", 9, 4, FieldKind::Number},
+                      {"bridge-priority", 13, 1, FieldKind::Number},
+                      {"port-priority", 14, 1, FieldKind::Number},
+                      {"remaining-hops", 15, 1, FieldKind::Number}});
     return table;
 }
 
@@ -130,20 +131,20 @@ std::string timeWord(uint64_t ticks) {
 
 std::string valueText(const Field& field, const uint8_t* at) {
     switch (field.kind) {
-    case Kind::Word: {
+    case FieldKind::Word: {
         const auto index = static_cast<size_t>(*at >> field.shift) & (field.words.size() - 1);
         return field.words[index];
     }
-    case Kind::BridgeId:
+    case FieldKind::BridgeId:
         return std::to_string(numberAt(at, 2)) + "." + macText(at + 2);
-    case Kind::PortId:
+    case FieldKind::PortId:
         return std::to_string(at[0] & 0xF0) + "." + std::to_string(numberAt(at, 2) & 0xFFF);
-    case Kind::Time:
+    case FieldKind::Time:
         return timeWord(numberAt(at, 2));
-    case Kind::Text:
+    case FieldKind::Text:
         return {reinterpret_cast<const char*>(at),
                 strnlen(reinterpret_cast<const char*>(at), field.size)};
-    case Kind::Hex:
+    case FieldKind::Hex:
         return hexWord({at, at + field.size});
     default:
         return std::to_string(numberAt(at, field.size));
@@ -232,17 +233,17 @@ bool putTime(uint8_t* at, const std::string& text) {
 
 bool put(uint8_t* at, const Field& field, const std::string& text) {
     switch (field.kind) {
-    case Kind::Word:
+    case FieldKind::Word:
         return putWord(at, field, text);
-    case Kind::BridgeId:
+    case FieldKind::BridgeId:
         return putBridgeId(at, text);
-    case Kind::PortId:
+    case FieldKind::PortId:
         return putPortId(at, text);
-    case Kind::Time:
+    case FieldKind::Time:
         return putTime(at, text);
-    case Kind::Text:
+    case FieldKind::Text:
         return putBytes(at, field, {text.begin(), text.end()});
-    case Kind::Hex: {
+    case FieldKind::Hex: {
         const auto bytes = parseHex(text);
         return bytes && putBytes(at, field, *bytes);
     }
@@ -253,17 +254,17 @@ bool put(uint8_t* at, const Field& field, const std::string& text) {
 
 const char* takes(const Field& field) {
     switch (field.kind) {
-    case Kind::Word:
+    case FieldKind::Word:
         return field.words.size() == 2 ? "on or off" : "master, alternate, root or designated";
-    case Kind::BridgeId:
+    case FieldKind::BridgeId:
         return "a bridge's name, PRIORITY.NAME or PRIORITY.MAC";
-    case Kind::PortId:
+    case FieldKind::PortId:
         return "PRIORITY.NUMBER";
-    case Kind::Time:
+    case FieldKind::Time:
         return "seconds below 256";
-    case Kind::Text:
+    case FieldKind::Text:
         return "up to 32 characters";
-    case Kind::Hex:
+    case FieldKind::Hex:
         return "hexadecimal digits";
     default:
         return "a number that fits the field";
@@ -509,7 +510,7 @@ bool isBridgeIdField(const std::string& name) {
     std::string rest;
     const bool msti = splitMsti(name, instance, rest);
     const Field* field = msti ? find(mstiTable(), rest) : find(bpduTable(), name);
-    return field != nullptr && field->kind == Kind::BridgeId;
+    return field != nullptr && field->kind == FieldKind::BridgeId;
 }
 
 std::string checkBpduField(const std::string& name, const std::string& value, bool compose) {
@@ -532,7 +533,7 @@ std::string checkBpduField(const std::string& name, const std::string& value, bo
     if (field == nullptr) {
         return "a BPDU has no field \"" + name + "\"";
     }
-    if (!compose && field->kind == Kind::BridgeId && value.rfind("*.", 0) == 0) {
+    if (!compose && field->kind == FieldKind::BridgeId && value.rfind("*.", 0) == 0) {
         return parseMac(value.substr(2)) ? "" : "\"" + value + "\" is no address";
     }
     Bytes room(field->size);

@@ -13,7 +13,7 @@ namespace {
 constexpr Microseconds BEFORE = 2 * SECOND;
 constexpr Microseconds LAST_TRAFFIC = 6 * SECOND;
 constexpr Microseconds EDGE_BY = 3 * SECOND;
-constexpr Microseconds PAUSE = 13 * SECOND;
+constexpr Microseconds LAST_PAUSE = 13 * SECOND;
 constexpr Microseconds SETTLED = 5 * SECOND;
 constexpr uint32_t MOST_VLANS = 4; ///< that frames are sent in
 
@@ -394,7 +394,7 @@ class Text {
         const Microseconds over = trouble.at + trouble.length;
         const Microseconds settled =
             std::max(over + SETTLED, trouble.at + settlesWithin(m_draft, trouble));
-        event(std::max(over + PAUSE, settled), "expect: {settled: " + time(settled - over) + "}");
+        event(std::max(over + LAST_PAUSE, settled), "expect: {settled: " + time(settled - over) + "}");
     }
 
     // A port that refuses a root stops and goes on for ever.

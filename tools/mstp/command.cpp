@@ -286,7 +286,7 @@ std::string targetWords(const Target& target) {
 
 namespace {
 
-struct Writer {
+struct WordsOf {
     std::string operator()(const SetCommand& c) const {
         return "set " + targetWords(c.target) + " " + c.setting->name + " " +
                quoteWord(formatValue(*c.setting, c.value));
@@ -312,5 +312,5 @@ struct Writer {
 } // namespace
 
 std::string commandWords(const Command& command) {
-    return std::visit(Writer(), command);
+    return std::visit(WordsOf(), command);
 }

@@ -6,8 +6,6 @@
 #include "mstp/enums.h"
 #include "mstp/management.h"
 
-static constexpr uint32_t HUNDREDTHS = 100;
-
 // The one of @p views that @p wanted takes.
 template <class View, class Wanted>
 static const View* find(const std::vector<View>& views, Wanted wanted) {

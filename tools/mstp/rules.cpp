@@ -8,8 +8,6 @@
 #include "mstp/management.h"
 #include "words.h"
 
-static constexpr uint32_t HUNDREDTHS = 100;
-
 using List = std::vector<uint8_t>;
 
 static bool interfacesHaveNames = true;

@@ -5,7 +5,6 @@
 #include "mstp/enums.h"
 #include "mstp/management.h"
 
-static constexpr uint32_t HUNDREDTHS = 100;
 namespace {
 
 constexpr Object BRIDGE = Object::Bridge;

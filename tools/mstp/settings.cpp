@@ -8,7 +8,6 @@
 #include "model.h"
 #include "words.h"
 
-static constexpr uint32_t HUNDREDTHS = 100;
 static constexpr size_t MAC_SIZE = 6;
 static constexpr size_t HELP_WIDTH = 96;
 

@@ -17,6 +17,9 @@ class Refused : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Of a second, as times travel.
+constexpr uint32_t HUNDREDTHS = 100;
+
 enum class Object { Bridge, Region, Port, Instance, InstancePort };
 
 enum class Kind {

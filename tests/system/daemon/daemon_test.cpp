@@ -181,7 +181,7 @@ TEST_F(DaemonTest, ACrashPutsABacktraceOnStandardErrorAndEndsByItsSignal) {
     m_pid = 0;
 
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
-    EXPECT_THAT(log(), HasSubstr("mstpMain"));
+    EXPECT_THAT(log(), HasSubstr("mstpLoopWait"));
 }
 
 TEST_F(DaemonTest, EverySetRequestIsAppendedToTheRestoreFile) {
