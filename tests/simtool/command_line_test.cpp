@@ -31,18 +31,18 @@ std::string complaintOf(const std::vector<const char*>& words) {
     return "";
 }
 
-struct Wrong {
+struct WrongLine {
     const char* name;
     std::vector<const char*> words;
     const char* says;
     const char* help;
 };
 
-void PrintTo(const Wrong& wrong, std::ostream* out) {
+void PrintTo(const WrongLine& wrong, std::ostream* out) {
     *out << wrong.name;
 }
 
-class WrongWords : public testing::TestWithParam<Wrong> {};
+class WrongWords : public testing::TestWithParam<WrongLine> {};
 
 TEST_P(WrongWords, AreToldInOneLineWithWhereTheHelpIs) {
     const std::string text = complaintOf(GetParam().words);
@@ -51,7 +51,7 @@ TEST_P(WrongWords, AreToldInOneLineWithWhereTheHelpIs) {
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
 }
 
-const Wrong WRONG[] = {
+const WrongLine WRONG_LINES[] = {
     {"NoCommand", {}, "subcommand is required", "mstp-sim"},
     {"UnknownCommand", {"walk"}, "required", "mstp-sim"},
     {"NoFile", {"check"}, "FILE is required", "mstp-sim check"},
@@ -68,7 +68,7 @@ const Wrong WRONG[] = {
     {"NoFolder", {"campaign", "--out", "/nonexistent"}, "/nonexistent", "mstp-sim campaign"},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, WrongWords, testing::ValuesIn(WRONG),
+INSTANTIATE_TEST_SUITE_P(All, WrongWords, testing::ValuesIn(WRONG_LINES),
                          [](const auto& test) { return test.param.name; });
 
 TEST(CommandLine, TellsWhatIsToBeDone) {

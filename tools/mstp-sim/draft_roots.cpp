@@ -23,10 +23,11 @@ constexpr Microseconds LAST_AGEING = 10 * SECOND;
 constexpr uint64_t REFERENCE = 20'000'000; ///< cost of a link of 1 Mb/s
 
 // A network of bridges that are alike, at a time, as one instance sees it.
-class Moment {
+class Topology {
   public:
     /// @param without  a bridge that does not run
-    Moment(const Draft& draft, uint32_t instance, Microseconds at, std::optional<uint32_t> without)
+    Topology(const Draft& draft, uint32_t instance, Microseconds at,
+             std::optional<uint32_t> without)
         : m_draft(draft), m_instance(instance), m_at(at), m_without(without),
           m_ways(draft.bridges.size()) {
         for (uint32_t b = 0; b < m_ways.size(); b++) {
@@ -121,7 +122,7 @@ class Moment {
 
 // The hops that old information may go before it is worse than the truth; 0 where it cannot go
 // round.
-uint64_t hopsOfOldNews(const Draft& draft, const Moment& before, const Moment& after) {
+uint64_t hopsOfOldNews(const Draft& draft, const Topology& before, const Topology& after) {
     std::vector<uint32_t> part(draft.bridges.size());
     std::iota(part.begin(), part.end(), 0U);
     const auto fell = [&](uint32_t b) { return before.way(b) < after.way(b); };
@@ -160,8 +161,8 @@ Microseconds settlesWithin(const Draft& draft, const DraftTrouble& trouble) {
     const uint64_t most = std::max(draft.maxHops, draft.maxAge);
     uint64_t hops = 0;
     for (uint32_t instance = 0; instance <= draft.instances; instance++) {
-        const Moment before(draft, instance, trouble.at - 1, std::nullopt);
-        const Moment after(draft, instance, trouble.at, gone);
+        const Topology before(draft, instance, trouble.at - 1, std::nullopt);
+        const Topology after(draft, instance, trouble.at, gone);
         hops = std::max(hops, hopsOfOldNews(draft, before, after));
     }
     const Microseconds old = hops != 0 ? std::min(hops, most) * HOP + LAST_AGEING : HANDSHAKES;

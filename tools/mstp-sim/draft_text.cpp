@@ -394,7 +394,8 @@ class Text {
         const Microseconds over = trouble.at + trouble.length;
         const Microseconds settled =
             std::max(over + SETTLED, trouble.at + settlesWithin(m_draft, trouble));
-        event(std::max(over + LAST_PAUSE, settled), "expect: {settled: " + time(settled - over) + "}");
+        event(std::max(over + LAST_PAUSE, settled),
+              "expect: {settled: " + time(settled - over) + "}");
     }
 
     // A port that refuses a root stops and goes on for ever.
