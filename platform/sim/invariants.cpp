@@ -241,6 +241,19 @@ class Bounds {
         atMost("role", port.role, MSTP_PORT_ROLE_UNKNOWN);
         atMost("hwState", port.hwState, MSTP_PORT_STATE_UNKNOWN);
         checkHardware(port);
+        checkState(port);
+    }
+
+    // Between two frames a port has come as far as it has been asked to (13.36).
+    void checkState(const tMstpXstPort& port) {
+        if (port.learning != port.learn || port.forwarding != port.forward) {
+            add(std::string("asked to ") + wish(port.learn, port.forward) + " it " +
+                wish(port.learning, port.forwarding) + "s");
+        }
+    }
+
+    static const char* wish(uint32_t learn, uint32_t forward) {
+        return forward != 0 ? "forward" : learn != 0 ? "learn" : "discard";
     }
 
     // The hardware does what the port's record says.

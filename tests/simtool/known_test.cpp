@@ -83,6 +83,32 @@ TEST(Known, NothingElseIsKnownWhereNothingFails) {
     }
 }
 
+TEST(Known, MstiRoleIsKnownWhereABridgeLeavesItsRegion) {
+    Failure role = broken("role");
+    role.expected = "sw1.1 is designated in MSTI 1";
+    for (const char* left : {"bridge version rstp", "region name other"}) {
+        const std::string set = std::string("events: [{at: 30s, set: sw1 ") + left + "}]\n";
+        EXPECT_NE(knownResult(ringOf(ALIKE, set), role), "") << left;
+    }
+    EXPECT_EQ(knownResult(ringOf(ALIKE, SET), role), "");
+}
+
+TEST(Known, CistRoleIsNotKnownWhereABridgeLeavesItsRegion) {
+    Failure role = broken("role");
+    role.expected = "sw1.1 is designated in the CIST";
+    EXPECT_EQ(knownResult(ringOf(ALIKE, "events: [{at: 30s, set: sw1 region name other}]\n"), role),
+              "");
+}
+
+TEST(Known, MstiMayLoopForSecondsWhileABridgeSpeaksAnotherVersion) {
+    const char* set = "events: [{at: 30s, set: sw1 bridge version stp}]\n";
+    EXPECT_GT(toleratedLoop(ringOf("{sw1: {instances: {1: 10}}, sw2: {instances: {1: 10}}, sw3: "
+                                   "{instances: {1: 10}}}",
+                                   set),
+                            10),
+              SECOND);
+}
+
 TEST(Known, LoopThroughADaemonThatHangsIsKnownWhileItDoes) {
     const Scenario scenario = ringOf(ALIKE, "events: [{at: 30s, hang: {bridge: sw1, for: 12s}}]\n");
     EXPECT_NE(knownResult(scenario, circle(40 * SECOND)), "");

@@ -244,7 +244,19 @@ class Drawer {
         return trouble;
     }
 
+    DraftTrouble other(Trouble what, uint32_t least, uint32_t most) {
+        DraftTrouble trouble = onBridge(what);
+        trouble.value = number(least, most);
+        return trouble;
+    }
+
     DraftTrouble trouble() {
+        if (isKind(DraftKind::Versions) && chance(0.4)) {
+            return other(Trouble::Version, 1, 3);
+        }
+        if (isKind(DraftKind::Regions) && chance(0.3)) {
+            return other(Trouble::Region, 0, 3);
+        }
         if (isKind(DraftKind::BadLinks) && chance(0.7)) {
             const uint32_t what = number(0, 2);
             return what == 0   ? onLink(Trouble::Lose, 1, 60)
@@ -266,22 +278,29 @@ class Drawer {
         return chance(0.15) ? onBridge(Trouble::Restart) : chance(0.4) ? setting() : cut();
     }
 
-    // A daemon that is gone cannot be told anything, nor can one that has just been.
+    // A daemon that is gone cannot be told anything, nor can one that has just been. One that has
+    // been told another version has lost its MSTIs.
+    static bool isDeaf(const DraftTrouble& why, Microseconds time, uint32_t instance) {
+        const bool gone =
+            why.what == Trouble::Crash || why.what == Trouble::Restart || why.what == Trouble::Hang;
+        const bool lost = why.what == Trouble::Version && instance != 0;
+        return time >= why.at && (lost || (gone && time < why.at + why.length + SECOND));
+    }
+    uint32_t toldBridge(const DraftTrouble& trouble) const {
+        return trouble.what == Trouble::Cost ? m_draft.links[trouble.link].bridges[trouble.end]
+                                             : trouble.bridge;
+    }
+    bool misses(const DraftTrouble& told, const DraftTrouble& gone) const {
+        const bool again = told.what == Trouble::Version || told.what == Trouble::Region;
+        return told.what >= Trouble::Hang && toldBridge(told) == toldBridge(gone) &&
+               (isDeaf(gone, told.at, told.instance) ||
+                (again && isDeaf(gone, told.at + told.length, 0)));
+    }
     bool reachesDaemon(const DraftTrouble& trouble) const {
-        const bool told = trouble.what == Trouble::Priority || trouble.what == Trouble::Cost ||
-                          trouble.what == Trouble::Crash || trouble.what == Trouble::Restart ||
-                          trouble.what == Trouble::Hang;
-        const uint32_t bridge = trouble.what == Trouble::Cost
-                                    ? m_draft.links[trouble.link].bridges[trouble.end]
-                                    : trouble.bridge;
-        return !told || std::none_of(m_draft.troubles.begin(), m_draft.troubles.end(),
-                                     [&](const DraftTrouble& other) {
-                                         const bool gone = other.what == Trouble::Crash ||
-                                                           other.what == Trouble::Restart ||
-                                                           other.what == Trouble::Hang;
-                                         return gone && other.bridge == bridge &&
-                                                other.at + other.length + SECOND > trouble.at;
-                                     });
+        return std::none_of(m_draft.troubles.begin(), m_draft.troubles.end(),
+                            [&](const DraftTrouble& other) {
+                                return misses(trouble, other) || misses(other, trouble);
+                            });
     }
 
     // What is done to a link again before the first is over would end with the first.
@@ -298,7 +317,8 @@ class Drawer {
     void drawTroubles() {
         const bool slow = std::any_of(m_draft.bridges.begin(), m_draft.bridges.end(),
                                       [](const DraftBridge& b) { return b.version == 1; }) ||
-                          isKind(DraftKind::Hubs) || isKind(DraftKind::Deep);
+                          isKind(DraftKind::Versions) || isKind(DraftKind::Hubs) ||
+                          isKind(DraftKind::Deep);
         const bool calm = isKind(DraftKind::Plain) || isKind(DraftKind::Deep);
         Microseconds at = slow ? SLOW_START : START;
         for (uint32_t i = number(1, calm ? 4 : 8); i > 0; i--) {

@@ -71,6 +71,8 @@ enum class Trouble : uint8_t {
     Restart,   ///< a daemon starts anew at once
     Priority,  ///< of a bridge in an instance
     Cost,      ///< of a port
+    Version,   ///< a bridge speaks another for a time
+    Region,    ///< a bridge is in another for a time
     Undefined, ///< none: the number of troubles
 };
 

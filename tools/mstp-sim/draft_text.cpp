@@ -48,6 +48,10 @@ class Text {
         return std::string(1, static_cast<char>('a' + region));
     }
 
+    static std::string versionName(uint32_t version) {
+        return version == 1 ? "stp" : version == 2 ? "rstp" : "mstp";
+    }
+
     // The lowest free port for each end in the order of the links, as the reader of the file does.
     void givePorts() {
         std::vector<uint32_t> used(m_draft.bridges.size());
@@ -186,7 +190,7 @@ class Text {
             const DraftBridge& bridge = m_draft.bridges[b];
             std::string text;
             if (bridge.version != 3) {
-                text = item(text, bridge.version == 1 ? "version: stp" : "version: rstp");
+                text = item(text, "version: " + versionName(bridge.version));
             }
             if (bridge.region != 0) {
                 text = item(text, "region: " + regionName(bridge.region));
@@ -383,6 +387,18 @@ class Text {
                       " instance " + std::to_string(trouble.instance) + " port " +
                       std::to_string(m_ports[trouble.link][trouble.end]) + " cost " + value);
             break;
+        case Trouble::Version: {
+            const std::string set = "set: " + bridge + " bridge version ";
+            forATime(set + versionName(trouble.value),
+                     set + versionName(m_draft.bridges[trouble.bridge].version));
+            break;
+        }
+        case Trouble::Region: {
+            const std::string set = "set: " + bridge + " region name ";
+            forATime(set + regionName(trouble.value),
+                     set + regionName(m_draft.bridges[trouble.bridge].region));
+            break;
+        }
         case Trouble::Undefined:
             break;
         }

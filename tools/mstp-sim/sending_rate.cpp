@@ -5,6 +5,7 @@
 namespace simtool {
 
 static constexpr uint32_t USUAL_HOLD_COUNT = 6;
+static constexpr Microseconds NEW_START = 200 * MILLISECOND; ///< until it has begun, at the most
 static constexpr uint64_t BPDU = SECOND; ///< the bucket loses as much in a second
 
 // What events set later counts from the beginning: the check may be too kind, never too strict.
@@ -31,9 +32,26 @@ static uint32_t holdCount(const Scenario& scenario, uint32_t bridge) {
     return most;
 }
 
+// A bridge that is told another version or region starts anew, and its counts with it.
+static std::vector<Microseconds> newStarts(const Scenario& scenario, uint32_t bridge) {
+    std::vector<Microseconds> times;
+    for (const Event& event : scenario.events) {
+        const auto* configure = std::get_if<Configure>(&event.action);
+        const auto* set = configure != nullptr && configure->bridge == bridge
+                              ? std::get_if<SetCommand>(&configure->command)
+                              : nullptr;
+        if (set != nullptr && (set->target.object == Object::Region ||
+                               set->setting->name == std::string("version"))) {
+            times.push_back(event.at);
+        }
+    }
+    return times;
+}
+
 SendingRate::SendingRate(Lab& lab) : m_lab(lab) {
     for (uint32_t b = 0; b < lab.scenario().bridges.size(); b++) {
         m_most.push_back(holdCount(lab.scenario(), b));
+        m_newStarts.push_back(newStarts(lab.scenario(), b));
     }
     lab.network().addObserver(this);
 }
@@ -64,6 +82,12 @@ void SendingRate::frameSent(const sim::FrameEvent& event) {
         return;
     }
     Bucket& bucket = m_buckets[{event.sender.node, event.sender.unit}];
+    const std::vector<Microseconds>& starts = m_newStarts[event.sender.node];
+    if (std::any_of(starts.begin(), starts.end(), [&](Microseconds at) {
+            return event.time >= at && (bucket.at <= at || event.time <= at + NEW_START);
+        })) {
+        bucket.level = 0;
+    }
     bucket.level -= std::min(bucket.level, event.time - bucket.at);
     bucket.level += BPDU;
     bucket.at = event.time;

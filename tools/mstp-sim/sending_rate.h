@@ -35,7 +35,8 @@ class SendingRate : public sim::Observer {
     };
 
     Lab& m_lab;
-    std::vector<uint32_t> m_most; ///< by bridge
+    std::vector<std::vector<Microseconds>> m_newStarts; ///< by bridge
+    std::vector<uint32_t> m_most;                       ///< by bridge
     std::map<std::pair<uint32_t, uint32_t>, Bucket> m_buckets;
     std::vector<Failure> m_failures;
 };

@@ -44,8 +44,7 @@ void dropBridge(Draft& draft, uint32_t bridge) {
         }
     }
     const auto onBridges = [](const DraftTrouble& t) {
-        return t.what == Trouble::Hang || t.what == Trouble::Crash || t.what == Trouble::Restart ||
-               t.what == Trouble::Priority;
+        return t.what >= Trouble::Hang && t.what != Trouble::Cost;
     };
     draft.troubles.erase(
         std::remove_if(draft.troubles.begin(), draft.troubles.end(),

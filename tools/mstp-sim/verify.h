@@ -12,6 +12,7 @@
 #include "known.h"
 #include "lab.h"
 #include "old_root.h"
+#include "oracle.h"
 #include "sending_rate.h"
 
 namespace simtool {
@@ -55,6 +56,7 @@ class Verifier {
     std::string explain(const Failure& failure) const;
     /// What the scenario's own expectations met.
     void explainExpectations();
+    void compareVersions(const oracle::Network& network);
     void findSigns();
     /// Once a second: a loop that lasts may be that of a boundary which is contested now.
     void lookAtLoops();

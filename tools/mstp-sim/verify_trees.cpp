@@ -152,10 +152,41 @@ void Verifier::lookAtLoops() {
     m_lab.network().at(m_lab.network().time() + SECOND, [this] { lookAtLoops(); });
 }
 
+// Who hears RST BPDUs goes back to them (13.29). Where nobody sends any, both ends may go on as in
+// the days of an STP bridge until somebody asks for a migration check.
+void Verifier::compareVersions(const oracle::Network& network) {
+    for (uint32_t l = 0; l < network.segments.size(); l++) {
+        const std::vector<oracle::End>& ends = network.segments[l].ends;
+        const bool know = std::all_of(ends.begin(), ends.end(), [&](const oracle::End& end) {
+            return end.up && network.bridges[end.bridge].version >= 2;
+        });
+        if (!network.segments[l].up || !know || ends.size() != 2 ||
+            m_lab.scenario().links[l].ends.size() != 2) {
+            continue;
+        }
+        for (uint32_t e = 0; e < 2; e++) {
+            const oracle::End& hearer = ends[e];
+            const oracle::End& sender = ends[1 - e];
+            if (hearer.classic.value_or(false) && !sender.classic.value_or(true) &&
+                m_lab.role(sender.bridge, 0, sender.unit) == MSTP_PORT_ROLE_DESIGNATED) {
+                fail({m_lab.network().time(),
+                      {},
+                      m_lab.scenario().bridges[hearer.bridge].name + "." +
+                          std::to_string(hearer.unit) + " goes back to RST or MST BPDUs",
+                      "it hears them and does not",
+                      "version"});
+            }
+        }
+    }
+}
+
 void Verifier::compareTrees(bool settled) {
     Configuration configuration(m_lab);
     if (!configuration.build().empty()) {
         return;
+    }
+    if (settled) {
+        compareVersions(configuration.network);
     }
     const oracle::Trees trees = oracle::compute(configuration.network);
     if (!trees.tooFar.empty()) {

@@ -5,6 +5,7 @@
 
 #include "mstp/enums.h"
 #include "mstp/management.h"
+#include "settings.h"
 
 // The one of @p views that @p wanted takes.
 template <class View, class Wanted>

@@ -6,6 +6,7 @@
 #include "mstp/bit_list.h"
 #include "mstp/enums.h"
 #include "mstp/management.h"
+#include "settings.h"
 #include "words.h"
 
 using List = std::vector<uint8_t>;

@@ -1,6 +1,6 @@
 #!/bin/bash
 # A thousand VLANs in 64 instances on 32 ports of one kernel bridge: the kernel's states become the
-# daemon's, and what each step costs the daemon is printed. A virtual machine without KVM computes ten
+# daemon's, and what each step costs the daemon is printed. An emulated machine computes ten
 # to twenty times slower than the machine that it runs on. Runs inside the virtual machine:
 #   tests/system/vm/run.sh tests/system/vm/scale_test.sh BUILD-FOLDER
 set -uo pipefail
