@@ -18,14 +18,14 @@ build:
 # Four switches on this machine: see a tree form, lose a link, lose a switch, and heal.
 demo:
 	@scripts/install-deps demo
-	@cmake --preset release -B build/demo -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@cmake --preset release -B build/demo -DMSTP_BUILD_TESTS=OFF -DMSTP_UNITY=ON >/dev/null
 	@cmake --build build/demo -j2
 	@scripts/demo build/demo
 
 # A Debian package of the programs, for this machine's kind.
 package:
 	@scripts/install-deps package
-	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF >/dev/null
+	@cmake --preset release -B build/package -DMSTP_BUILD_TESTS=OFF -DMSTP_UNITY=ON >/dev/null
 	@cmake --build build/package -j2
 	@cd build/package && cpack -G DEB | sed -n 's/.*package: \(.*\) generated.*/\1/p'
 
@@ -33,7 +33,7 @@ test:
 	@scripts/install-deps test extra package
 	@scripts/test
 
-# The part of the tests that needs more than any kernel: kernel bridges in a virtual machine, the
+# The part of the tests that needs more than any kernel: kernel bridges in machines of their own, the
 # package in a clean root, frames before a packet decoder.
 test-extra:
 	@scripts/install-deps test extra package
