@@ -66,9 +66,7 @@ std::string regionKey(const Scenario& scenario, uint32_t number) {
 // Something is set on the way that makes a bridge another kind for a time.
 bool changes(const Scenario& scenario, Object object, const char* name) {
     return std::any_of(scenario.events.begin(), scenario.events.end(), [&](const Event& event) {
-        const auto* configure = std::get_if<Configure>(&event.action);
-        const auto* set =
-            configure == nullptr ? nullptr : std::get_if<SetCommand>(&configure->command);
+        const SetCommand* set = settingBy(event);
         return set != nullptr && set->target.object == object &&
                set->setting->name == std::string(name);
     });

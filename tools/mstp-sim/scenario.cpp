@@ -40,6 +40,16 @@ static std::string inUnit(Microseconds time, Microseconds unit, const char* name
     return std::to_string(time / unit) + (fraction.empty() ? "" : ".") + fraction + name;
 }
 
+const SetCommand* settingBy(const Event& event) {
+    const auto* configure = std::get_if<Configure>(&event.action);
+    return configure != nullptr ? std::get_if<SetCommand>(&configure->command) : nullptr;
+}
+
+const SetCommand* settingBy(const Event& event, uint32_t bridge) {
+    const auto* configure = std::get_if<Configure>(&event.action);
+    return configure != nullptr && configure->bridge == bridge ? settingBy(event) : nullptr;
+}
+
 std::string timeText(Microseconds time) {
     if (time >= SECOND || time == 0) {
         return inUnit(time, SECOND, " s");

@@ -214,6 +214,12 @@ struct Scenario {
     std::vector<Event> events; ///< in the order of their times
 };
 
+/// What an event sets on any bridge, or nullptr.
+const SetCommand* settingBy(const Event& event);
+
+/// The same on this bridge.
+const SetCommand* settingBy(const Event& event, uint32_t bridge);
+
 /// "sw1.2", or the host's name.
 std::string endName(const Scenario& scenario, const End& end);
 

@@ -21,10 +21,7 @@ static uint32_t holdCount(const Scenario& scenario, uint32_t bridge) {
         look(command);
     }
     for (const Event& event : scenario.events) {
-        const auto* configure = std::get_if<Configure>(&event.action);
-        const auto* set = configure != nullptr && configure->bridge == bridge
-                              ? std::get_if<SetCommand>(&configure->command)
-                              : nullptr;
+        const SetCommand* set = settingBy(event, bridge);
         if (set != nullptr) {
             look(*set);
         }
@@ -36,10 +33,7 @@ static uint32_t holdCount(const Scenario& scenario, uint32_t bridge) {
 static std::vector<Microseconds> newStarts(const Scenario& scenario, uint32_t bridge) {
     std::vector<Microseconds> times;
     for (const Event& event : scenario.events) {
-        const auto* configure = std::get_if<Configure>(&event.action);
-        const auto* set = configure != nullptr && configure->bridge == bridge
-                              ? std::get_if<SetCommand>(&configure->command)
-                              : nullptr;
+        const SetCommand* set = settingBy(event, bridge);
         if (set != nullptr && (set->target.object == Object::Region ||
                                set->setting->name == std::string("version"))) {
             times.push_back(event.at);
