@@ -146,6 +146,13 @@ TEST_F(InvariantsOfRing, FindACounterBeyondItsBound) {
     EXPECT_THAT(sim::outOfBounds(m_lab.network, 0), Contains(HasSubstr("txCount is 11")));
 }
 
+TEST_F(InvariantsOfRing, FindAPortThatDoesNotForwardAsItIsAskedTo) {
+    m_lab.settle();
+    tMstpXstPort& port = m_lab.network.node(0).context.ports[0].xstPorts[0];
+    port.forwarding = 1 - port.forward;
+    EXPECT_THAT(sim::outOfBounds(m_lab.network, 0), Contains(HasSubstr("asked to ")));
+}
+
 TEST_F(InvariantsOfRing, FindHardwareThatDoesNotFollow) {
     m_lab.settle();
     m_lab.network.node(0).context.ports[0].xstPorts[0].hwState = MSTP_PORT_STATE_DISCARDING;
