@@ -50,6 +50,23 @@ TEST(Verifier, AcceptsRegionsAndOlderVersions) {
                 IsEmpty());
 }
 
+// sw3, the root of both trees, leaves the region for a while, and its MSTI for good.
+TEST(Verifier, NamesAKnownResultOnce) {
+    const std::vector<std::string> lines =
+        verified("duration: 80s\n"
+                 "defaults: {bridge: {region: lab, instances: {1: 10}}}\n"
+                 "bridges: {sw1: , sw2: , sw3: {instances: {0: {priority: 28672}, 1: {priority: "
+                 "4096}}}}\n"
+                 "links: [sw2-sw3, sw2-sw1]\n"
+                 "events:\n"
+                 "  - {at: 20s, set: sw3 bridge version stp}\n"
+                 "  - {at: 31s, set: sw3 bridge version mstp}\n");
+    ASSERT_FALSE(lines.empty());
+    for (const std::string& line : lines) {
+        EXPECT_EQ(line.find("(known: root that left its region)"), line.rfind("(known: ")) << line;
+    }
+}
+
 // The root steps down while one link is slow.
 static std::string slowLink(const std::string& delay, uint32_t holdCount) {
     return "defaults: {bridge: {version: rstp, hold-count: " + std::to_string(holdCount) +
